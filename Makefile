@@ -1,0 +1,36 @@
+# The README's two commands (demo, test) and developer shortcuts.
+BUILD      ?= build
+BUILD_TYPE ?= RelWithDebInfo
+JOBS       ?= 2
+BIN        := $(BUILD)/bin
+
+.PHONY: deps configure build demo test sanitize bench clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(BUILD)/build.ninja:
+	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_EXTRA)
+
+configure: deps $(BUILD)/build.ninja
+
+build: configure
+	cmake --build $(BUILD) -j $(JOBS)
+
+demo: build
+	@bash scripts/demo.sh $(BIN)
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+sanitize:
+	@$(MAKE) --no-print-directory test BUILD=build-asan BUILD_TYPE=Debug \
+	  CMAKE_EXTRA=-DQVL_SANITIZE=ON
+
+bench: deps
+	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON
+	cmake --build build-bench -j $(JOBS)
+	@ls build-bench/bin/bench_* 2>/dev/null | while read b; do echo "== $$b"; $$b; done
+
+clean:
+	rm -rf $(BUILD) build-asan build-bench

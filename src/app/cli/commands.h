@@ -1,0 +1,11 @@
+#pragma once
+// Each subcommand of qvlmodel registers itself on the application. The registered callback sets
+// `exit_code`; a failure prints one line on stderr and leaves a non-zero code.
+
+#include <CLI/CLI.hpp>
+
+struct CliContext {
+  int exit_code = 0;
+};
+
+void AddTimeCommand(CLI::App& app, CliContext& ctx);

@@ -1,0 +1,22 @@
+// qvlmodel: the command-line face of QVLModel.
+#include <cstdio>
+#include <exception>
+
+#include "app/cli/commands.h"
+
+int main(int argc, char** argv) {
+  CLI::App app{"QVLModel: VLBI observation simulator for ground and space telescopes", "qvlmodel"};
+  app.set_version_flag("--version", std::string("qvlmodel ") + QVL_VERSION);
+  app.require_subcommand(1, 1);
+  CliContext ctx;
+  AddTimeCommand(app, ctx);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "qvlmodel: %s\n", e.what());
+    return 1;
+  }
+  return ctx.exit_code;
+}
