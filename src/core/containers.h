@@ -349,7 +349,7 @@ class AMatrix {
  private:
   static T* Allocate(std::uint64_t n) {
     if (n == 0) return nullptr;
-    constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() & ~(kAlignment - 1);
+    constexpr std::size_t kMaxBytes = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) & ~(kAlignment - 1);
     const std::size_t bytes = n > (kMaxBytes - kAlignment) / sizeof(T)
                                   ? kMaxBytes
                                   : (static_cast<std::size_t>(n) * sizeof(T) + kAlignment - 1) & ~(kAlignment - 1);
