@@ -1,0 +1,135 @@
+// Damaged files: every prefix, random byte flips, a foreign magic, a newer version, absurd counts.
+// Open must fail cleanly or, when it succeeds, every record and table must be readable without a
+// crash or an allocation beyond what the file length justifies.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "uvx/fast_read.h"
+#include "uvx_test_util.h"
+
+namespace {
+
+// Opens and reads everything; returns whether Open succeeded.
+bool OpenAndReadAll(const std::string& path, std::string* error = nullptr) {
+  AUVXFile f;
+  if (!f.Open(path, AUVXFile::modeRead)) {
+    if (error) *error = f.Error();
+    return false;
+  }
+  AUVXHeader h(f);
+  AUVXFqTbl fq(f);
+  if (AUVXTable* an = f.GetTable("AN")) AUVXAntenns ants(*an);
+  if (AUVXTable* su = f.GetTable("SU")) AUVXSources src(*su);
+  for (int i = 0; i < f.TableCount(); ++i) {
+    const AUVXTable* t = f.TableAt(i);
+    for (int r = 0; r < t->n_rows; ++r)
+      for (int c = 0; c < t->n_cols; ++c) (void)t->GetNumber(r, c, t->ColumnRepeat(c) - 1);
+  }
+  AUVXFastRead reader(&f, nullptr);
+  AUVXGroup g;
+  AUVXVisibility v;
+  int status = 0;
+  while (reader.GetUVGVis(g, v, status)) {
+  }
+  EXPECT_EQ(status, -1);  // a file that opened is readable to its end
+  return true;
+}
+
+}  // namespace
+
+TEST(DamagedFile, EveryPrefixIsRefused) {
+  TempDir dir;
+  const std::string good = dir.File("good.uvx");
+  WriteSampleFile(good, 3);
+  const std::string bytes = ReadAll(good);
+  ASSERT_TRUE(OpenAndReadAll(good));
+  const std::string cut = dir.File("cut.uvx");
+  WriteAllBytes(cut, bytes);
+  // Shortening the same file, longest prefix first.
+  for (std::size_t n = bytes.size(); n-- > 0;) {
+    std::filesystem::resize_file(cut, n);
+    std::string error;
+    ASSERT_FALSE(OpenAndReadAll(cut, &error)) << "prefix of " << n << " bytes opened";
+    ASSERT_FALSE(error.empty());
+  }
+}
+
+TEST(DamagedFile, RandomByteFlipsNeverCrash) {
+  TempDir dir;
+  const std::string good = dir.File("good.uvx");
+  WriteSampleFile(good, 3);
+  const std::string bytes = ReadAll(good);
+  const std::string bad = dir.File("bad.uvx");
+  std::mt19937 gen(20240501u);  // fixed initial state: the same damage every run
+  std::uniform_int_distribution<std::size_t> where(0, bytes.size() - 1);
+  std::uniform_int_distribution<int> value(0, 255);
+  int opened = 0;
+  for (int trial = 0; trial < 400; ++trial) {
+    std::string damaged = bytes;
+    const int flips = 1 + trial % 4;
+    for (int k = 0; k < flips; ++k) damaged[where(gen)] = static_cast<char>(value(gen));
+    WriteAllBytes(bad, damaged);
+    opened += OpenAndReadAll(bad);
+  }
+  // Flips inside visibility data leave a valid file; flips in the structure are refused.
+  EXPECT_GT(opened, 0);
+  EXPECT_LT(opened, 400);
+}
+
+TEST(DamagedFile, ForeignMagicNewerVersionAndAbsurdCounts) {
+  TempDir dir;
+  const std::string good = dir.File("good.uvx");
+  WriteSampleFile(good, 3);
+  const std::string bytes = ReadAll(good);
+  const std::string bad = dir.File("bad.uvx");
+  std::string error;
+
+  std::string s = bytes;
+  s[0] = 'X';
+  WriteAllBytes(bad, s);
+  EXPECT_FALSE(OpenAndReadAll(bad, &error));
+  EXPECT_NE(error.find("magic"), std::string::npos) << error;
+
+  s = bytes;
+  const std::uint32_t v2 = 2;
+  std::memcpy(&s[8], &v2, 4);
+  WriteAllBytes(bad, s);
+  EXPECT_FALSE(OpenAndReadAll(bad, &error));
+  EXPECT_NE(error.find("newer"), std::string::npos) << error;
+
+  s = bytes;
+  const std::int64_t huge = std::int64_t{1} << 40;
+  std::memcpy(&s[40], &huge, 8);
+  WriteAllBytes(bad, s);
+  EXPECT_FALSE(OpenAndReadAll(bad, &error));
+
+  s = bytes;
+  const std::int32_t big = 1 << 30;
+  std::memcpy(&s[24], &big, 4);  // IFs
+  WriteAllBytes(bad, s);
+  EXPECT_FALSE(OpenAndReadAll(bad, &error));
+  EXPECT_NE(error.find("absurd"), std::string::npos) << error;
+
+  // A table claiming two billion rows.
+  AUVXFile f;
+  ASSERT_TRUE(f.Open(good, AUVXFile::modeRead));
+  const std::size_t t0 = std::size_t(1024 + 3 * f.RecordBytes());
+  f.Close();
+  s = bytes;
+  const std::int32_t rows = 2000000000;
+  std::memcpy(&s[t0 + 12], &rows, 4);
+  WriteAllBytes(bad, s);
+  EXPECT_FALSE(OpenAndReadAll(bad, &error));
+
+  // An empty file and a file of zeros.
+  WriteAllBytes(bad, "");
+  EXPECT_FALSE(OpenAndReadAll(bad));
+  WriteAllBytes(bad, std::string(bytes.size(), '\0'));
+  EXPECT_FALSE(OpenAndReadAll(bad));
+
+  // Trailing garbage after the tables.
+  WriteAllBytes(bad, bytes + "junk");
+  EXPECT_FALSE(OpenAndReadAll(bad));
+}
