@@ -1,0 +1,77 @@
+#include "coverage/frame_of_date.h"
+
+#include <erfa.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace {
+// TT - UTC of the current leap-second era, used when ERFA has no leap-second value for the date.
+constexpr double kFallbackTtMinusUtc = 69.184;
+}  // namespace
+
+void MakeSampleFrame(double jd0_utc, double t_s, double ra_rad, double dec_rad, ASampleFrame& f) {
+  const double frac = t_s * kSecondsToDays;
+  f.jd_utc = jd0_utc + frac;
+
+  // TAI - UTC of the instant's own date (t may run past midnight). The seconds of the sample are
+  // SI seconds from 0h UTC, so TT is simply UTC + (TAI - UTC) + 32.184 s.
+  int iy = 0, im = 0, id = 0;
+  double fd = 0, dat = 0;
+  if (eraJd2cal(jd0_utc, frac, &iy, &im, &id, &fd) != 0 || eraDat(iy, im, id, fd, &dat) < 0) {
+    dat = kFallbackTtMinusUtc - 32.184;
+  }
+  f.tt1 = jd0_utc;
+  f.tt2 = frac + (dat + 32.184) / 86400.0;
+
+  eraPnm06a(f.tt1, f.tt2, f.npb);
+  f.gast_rad = eraGst06(jd0_utc, frac, f.tt1, f.tt2, f.npb);  // UT1 taken as UTC
+  f.cos_gast = std::cos(f.gast_rad);
+  f.sin_gast = std::sin(f.gast_rad);
+
+  // Annual aberration in the GCRS, then into the frame of date.
+  double pvh[2][3], pvb[2][3];
+  eraEpv00(f.tt1, f.tt2, pvh, pvb);
+  double v[3];
+  for (int k = 0; k < 3; ++k) v[k] = pvb[1][k] * kAuPerDayToC;
+  const double bm1 = std::sqrt(1.0 - (v[0] * v[0] + v[1] * v[1] + v[2] * v[2]));
+  double catalogue[3];
+  eraS2c(ra_rad, dec_rad, catalogue);
+  double apparent[3];
+  eraAb(catalogue, v, eraPm(pvh[0]), bm1, apparent);
+  eraRxp(f.npb, apparent, f.src);
+
+  const double rho = std::hypot(f.src[0], f.src[1]);
+  const double ra = std::atan2(f.src[1], f.src[0]);
+  const double dec = std::atan2(f.src[2], rho);
+  f.sin_ra = std::sin(ra);
+  f.cos_ra = std::cos(ra);
+  f.sin_dec = std::sin(dec);
+  f.cos_dec = std::cos(dec);
+}
+
+AMXYZ InertialUVW(const ASampleFrame& f, const AMXYZ& r) {
+  const double x = f.npb[0][0] * r.x + f.npb[0][1] * r.y + f.npb[0][2] * r.z;
+  const double y = f.npb[1][0] * r.x + f.npb[1][1] * r.y + f.npb[1][2] * r.z;
+  const double z = f.npb[2][0] * r.x + f.npb[2][1] * r.y + f.npb[2][2] * r.z;
+  return ProjectOfDate(f, x, y, z);
+}
+
+int GroundUVW(const ASampleFrame& f, const AMXYZ& itrf, const AMXYZ& vel, double zmin_deg, double zmax_deg,
+              AMXYZ& uvw) {
+  constexpr double kPerYear = 0.0027378507871321013;
+  const double d = f.jd_utc - 2451545.0;
+  const double x0 = itrf.x + d * vel.x * kPerYear;
+  const double y0 = itrf.y + d * vel.y * kPerYear;
+  const double z0 = itrf.z + d * vel.z * kPerYear;
+  const double x = x0 * f.cos_gast - y0 * f.sin_gast;
+  const double y = x0 * f.sin_gast + y0 * f.cos_gast;
+  const double z = z0;
+  uvw = ProjectOfDate(f, x, y, z);
+
+  const double* s = f.src;
+  const double cx = y * s[2] - z * s[1], cy = z * s[0] - x * s[2], cz = x * s[1] - y * s[0];
+  const double zenith_deg = std::atan2(std::sqrt(cx * cx + cy * cy + cz * cz), x * s[0] + y * s[1] + z * s[2]) *
+                            (180.0 / std::numbers::pi);
+  return zenith_deg >= zmin_deg && zenith_deg <= zmax_deg ? 1 : 0;
+}
