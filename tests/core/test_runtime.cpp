@@ -8,7 +8,7 @@ namespace {
 
 TEST(ClassicRandGenerator, ReproducesTheClassicRuntimeSequence) {
   // Worked by hand from s <- s*214013 + 2531011, result (s >> 16) & 32767:
-  // seed 1: s = 2745024 -> 41; s = 1210316419 -> 18467; s = 3500072582 (mod 2^32) -> 6334.
+  // initial state 1: s = 2745024 -> 41; s = 1210316419 -> 18467; s = 3500072582 (mod 2^32) -> 6334.
   ClassicRand r(1);
   EXPECT_EQ(r.Next(), 41);
   EXPECT_EQ(r.Next(), 18467);

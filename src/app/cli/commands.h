@@ -9,3 +9,7 @@ struct CliContext {
 };
 
 void AddTimeCommand(CLI::App& app, CliContext& ctx);
+void AddObsCommand(CLI::App& app, CliContext& ctx);
+void AddCatalogCommand(CLI::App& app, CliContext& ctx);
+void AddInfoCommand(CLI::App& app, CliContext& ctx);
+void AddConfigureCommand(CLI::App& app, CliContext& ctx);

@@ -10,6 +10,10 @@ int main(int argc, char** argv) {
   app.require_subcommand(1, 1);
   CliContext ctx;
   AddTimeCommand(app, ctx);
+  AddObsCommand(app, ctx);
+  AddCatalogCommand(app, ctx);
+  AddInfoCommand(app, ctx);
+  AddConfigureCommand(app, ctx);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

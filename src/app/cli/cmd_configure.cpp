@@ -1,0 +1,205 @@
+// qvlmodel configure: task 1. Computes the UV coverage of an observation, shows what it gives and
+// writes the empty (zero-visibility) UVX file.
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "app/cli/commands.h"
+#include "app/cli/terminal.h"
+#include "core/file.h"
+#include "core/paths.h"
+#include "core/text.h"
+#include "coverage/frame_of_date.h"
+#include "coverage/uv_plane.h"
+#include "coverage/uv_review.h"
+#include "coverage/uvx_creation.h"
+#include "observation/obs_json.h"
+#include "observation/observation.h"
+#include "observation/telescope_catalog.h"
+
+namespace {
+
+constexpr double kLightSpeed = 299792458.0;
+
+struct ConfigureArgs {
+  std::string file;
+  std::string out;
+  std::string base;
+  bool review = false;
+  bool keep_uv = false;
+  bool json = false;
+};
+
+bool IsJsonPath(const std::string& path) {
+  const std::string name = getfName(path);
+  const auto dot = name.find_last_of('.');
+  return dot != std::string::npos && toUpper(name.substr(dot)) == ".JSON";
+}
+
+int LoadObservationAny(const std::string& path, const std::string& base, AMObservation& obs, std::string& error) {
+  if (IsJsonPath(path)) {
+    std::ifstream in(path);
+    if (!in) return error = "cannot open the file", 0;
+    nlohmann::json j;
+    try {
+      in >> j;
+    } catch (const nlohmann::json::exception& e) {
+      return error = std::string("not valid JSON (") + e.what() + ")", 0;
+    }
+    AMTlscCatalog cat;
+    LoadTelescopeFile(BaseFolder(base) + kTelescopesFileName, cat);
+    return ObservationFromJson(j, obs, error, &cat);
+  }
+  AFile f;
+  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
+  if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
+  return 1;
+}
+
+nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
+  nlohmann::json j;
+  j["uv_points"] = review.points;
+  j["samples"] = plane.Samples();
+  j["time_span"] = {{"first_s", review.first_time_s},
+                    {"last_s", review.last_time_s},
+                    {"first", dateTimeToStr(review.first_time_s)},
+                    {"last", dateTimeToStr(review.last_time_s)}};
+  nlohmann::json bl = nlohmann::json::array();
+  for (const auto& b : review.baselines) {
+    bl.push_back({{"tel1", b.tel1},
+                  {"tel2", b.tel2},
+                  {"name", obs.telescopes[b.tel1 - 1].name + "-" + obs.telescopes[b.tel2 - 1].name},
+                  {"points", b.points}});
+  }
+  j["baselines"] = bl;
+  nlohmann::json tl = nlohmann::json::array();
+  for (int i = 0; i < obs.telescopes.GetSize(); ++i) {
+    const double frac = plane.Samples() > 0 ? double(plane.SeenSamples()[i]) / double(plane.Samples()) : 0.0;
+    tl.push_back({{"number", i + 1}, {"name", obs.telescopes[i].name}, {"fraction_seen", frac}});
+  }
+  j["telescopes"] = tl;
+  nlohmann::json longest = {{"km", review.max_uv_s * kLightSpeed / 1000.0},
+                            {"mega_wavelengths", review.max_uv_s * obs.freq.ref_freq_hz / 1e6},
+                            {"reference_freq_hz", obs.freq.ref_freq_hz}};
+  if (review.max_tel1 > 0)
+    longest["baseline"] = obs.telescopes[review.max_tel1 - 1].name + "-" + obs.telescopes[review.max_tel2 - 1].name;
+  j["largest_baseline"] = longest;
+  return j;
+}
+
+void PrintSummary(const nlohmann::json& s) {
+  std::printf("UV points:    %lld in %lld samples\n", s["uv_points"].get<long long>(), s["samples"].get<long long>());
+  std::printf("Time span:    %s - %s\n", s["time_span"]["first"].get<std::string>().c_str(),
+              s["time_span"]["last"].get<std::string>().c_str());
+  const auto& lb = s["largest_baseline"];
+  std::printf("Largest projected baseline: %.1f km = %.2f M wavelengths at %.3f MHz%s%s\n", lb["km"].get<double>(),
+              lb["mega_wavelengths"].get<double>(), lb["reference_freq_hz"].get<double>() / 1e6,
+              lb.contains("baseline") ? "  " : "", lb.contains("baseline") ? lb["baseline"].get<std::string>().c_str() : "");
+  std::printf("Telescopes (fraction of samples seeing the source):\n");
+  for (const auto& t : s["telescopes"])
+    std::printf("  %2d %-16s %6.1f %%\n", t["number"].get<int>(), t["name"].get<std::string>().c_str(),
+                100.0 * t["fraction_seen"].get<double>());
+  std::printf("Baselines:    %zu\n", s["baselines"].size());
+  for (const auto& b : s["baselines"])
+    std::printf("  %3d-%-3d %-24s %lld\n", b["tel1"].get<int>(), b["tel2"].get<int>(), b["name"].get<std::string>().c_str(),
+                b["points"].get<long long>());
+}
+
+int RunConfigure(const ConfigureArgs& args) {
+  const char* me = "qvlmodel configure";
+  AMObservation obs(BaseFolder(args.base));
+  std::string error;
+  if (!LoadObservationAny(args.file, args.base, obs, error)) {
+    std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), error.c_str());
+    return 2;
+  }
+  obs.output_path = args.out.empty() ? ResolveOutputPath(args.file, obs.output_path) : args.out;
+  if (obs.output_path.empty()) {
+    std::fprintf(stderr, "%s: %s: no output UVX file (give -o OUT.uvx)\n", me, args.file.c_str());
+    return 2;
+  }
+  for (int i = 0; i < obs.telescopes.GetSize(); ++i)  // orbit files next to the observation
+    obs.telescopes[i].orbit_file = ResolveOutputPath(args.file, obs.telescopes[i].orbit_file);
+
+  TerminalMessages messages;
+  const AMCreateCheck check = CheckForCreate(obs, nullptr);
+  if (!check.ok) {
+    std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
+    return 1;
+  }
+
+  StopFlag stop{0};
+  InterruptStop interrupt(stop);
+  AMUVPlane plane;
+  {
+    TerminalProgress progress;
+    if (!plane.Calculate(obs, &progress, &stop, &messages)) {
+      progress.Finish();
+      switch (plane.GetStatus()) {
+        case AMUVPlane::kStopped:
+          std::fprintf(stderr, "%s: stopped; nothing written\n", me);
+          return 130;
+        case AMUVPlane::kNoTempFile:
+          std::fprintf(stderr, "%s: %s: cannot create the temporary UV-point file there\n", me,
+                       MakeUVTempPath(obs.output_path).c_str());
+          return 1;
+        default:
+          return 1;  // the message was shown
+      }
+    }
+  }
+  if (args.keep_uv) plane.KeepUVFile();
+
+  AMUVReview review;
+  if (!ReviewUVFile(plane.UVPath(), review)) {
+    std::fprintf(stderr, "%s: %s: cannot read the UV-point file back\n", me, plane.UVPath().c_str());
+    return 1;
+  }
+  nlohmann::json summary = MakeSummary(obs, plane, review);
+  summary["output"] = obs.output_path;
+  if (args.keep_uv) summary["uv_file"] = plane.UVPath();
+  if (!args.json) PrintSummary(summary);
+
+  bool accept = true;
+  if (args.review) {
+    TerminalMessages ask(true);
+    accept = ask.Ask("Create " + obs.output_path + "?", Buttons::YesNo, Answer::No) == Answer::Yes;
+  }
+  summary["written"] = false;
+  if (accept) {
+    TerminalProgress progress;
+    if (!CreateZeroUVX(plane.UVPath(), obs, obs.output_path, &progress, &stop, &messages)) {
+      progress.Finish();
+      if (StopRequested(&stop))
+        std::fprintf(stderr, "%s: stopped; nothing written\n", me);
+      else
+        std::fprintf(stderr, "%s: %s: cannot write the UVX file\n", me, obs.output_path.c_str());
+      return StopRequested(&stop) ? 130 : 1;
+    }
+    summary["written"] = true;
+  }
+  if (args.json)
+    std::printf("%s\n", summary.dump(2).c_str());
+  else if (accept)
+    std::printf("Written:      %s\n", obs.output_path.c_str());
+  else
+    std::printf("Not written.\n");
+  if (args.keep_uv && !args.json) std::printf("UV points kept in %s\n", plane.UVPath().c_str());
+  return 0;
+}
+
+}  // namespace
+
+void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<ConfigureArgs>();
+  CLI::App* cmd = app.add_subcommand("configure", "Task 1: UV coverage of an observation -> empty (zero-visibility) UVX file");
+  cmd->add_option("observation", args->file, "Observation file (.obs or .json)")->required();
+  cmd->add_option("-o,--output", args->out, "Output UVX file (default: the observation's output file)");
+  cmd->add_option("--base", args->base, "Folder holding Telescopes.dat (for .json telescopes given by catalogue name)");
+  cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
+  cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
+  cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->callback([args, &ctx] { ctx.exit_code = RunConfigure(*args); });
+}
