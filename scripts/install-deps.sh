@@ -6,6 +6,7 @@ packages=(
   cmake ninja-build g++ make pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev
+  python3-astropy
 )
 
 missing=()

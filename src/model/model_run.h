@@ -23,6 +23,8 @@
 #include "core/runtime.h"
 #include "model/comp_eval.h"
 #include "model/components.h"
+#include "model/map_simap.h"
+#include "model/map_sum.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvx_records.h"
 #include "uvx/work2uvx.h"
@@ -40,7 +42,7 @@ struct AMUVXWorkItem {
   int add_type = 1;           // "UVX ADDTYPE": 0 adds the model to the data, else replaces it
   std::string source;         // "UVX SRC"
   int fast = 1;               // "UVX BFAST": once per IF at its first channel, else per channel
-  AMatrix<float> si_map;      // spectral indices: row per (set-up, IF), column per component
+  AMSIMap si_map;             // spectral indices: row per (set-up, IF), column per component
   int use_mfs = 0;            // "UVX USEMFS"
 };
 
@@ -51,6 +53,7 @@ struct AMModelSource {
   std::string map_path;                     // kind 1
   std::string map_folder;                   // kind 2
   double map_time_step_s = 600.0;           // kind 2
+  MapEngine engine = MapEngine::Fast;       // kinds 1 and 2: the sum over the map's pixels
 };
 
 // True when two paths name the same file: equal as text, or resolving to the same file. Such a

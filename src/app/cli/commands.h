@@ -13,3 +13,8 @@ void AddObsCommand(CLI::App& app, CliContext& ctx);
 void AddCatalogCommand(CLI::App& app, CliContext& ctx);
 void AddInfoCommand(CLI::App& app, CliContext& ctx);
 void AddConfigureCommand(CLI::App& app, CliContext& ctx);
+void AddUVFitsCommands(CLI::App& app, CliContext& ctx);  // export, import
+void AddErrorsCommand(CLI::App& app, CliContext& ctx);
+void AddNoiseCommand(CLI::App& app, CliContext& ctx);
+void AddModelCommand(CLI::App& app, CliContext& ctx);
+void AddRunCommand(CLI::App& app, CliContext& ctx);

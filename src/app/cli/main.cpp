@@ -14,6 +14,11 @@ int main(int argc, char** argv) {
   AddCatalogCommand(app, ctx);
   AddInfoCommand(app, ctx);
   AddConfigureCommand(app, ctx);
+  AddModelCommand(app, ctx);
+  AddUVFitsCommands(app, ctx);
+  AddErrorsCommand(app, ctx);
+  AddNoiseCommand(app, ctx);
+  AddRunCommand(app, ctx);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

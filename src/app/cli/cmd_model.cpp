@@ -1,0 +1,178 @@
+// qvlmodel model: task 2. Puts the visibilities of a source model (components from a .mdl file,
+// one map, or a series of maps from a folder) onto the UV points of a UVX file; with --render,
+// draws a component model into a map file instead.
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "app/cli/commands.h"
+#include "app/cli/terminal.h"
+#include "model/comp_table.h"
+#include "model/components.h"
+#include "model/map_model.h"
+#include "model/model_run.h"
+
+namespace {
+
+struct ModelArgs {
+  std::string in;
+  std::string out;
+  std::string model;
+  std::string map;
+  std::string map_dir;
+  double time_step = 600.0;
+  bool add = false;
+  bool no_fast = false;
+  std::string mfs;
+  std::string engine = "fast";
+  bool json = false;
+  // --render
+  std::string render;
+  std::vector<double> fov;
+  int size = 256;
+};
+
+constexpr const char* kMe = "qvlmodel model";
+
+int Fail(const std::string& file, const std::string& what) {
+  if (file.empty())
+    std::fprintf(stderr, "%s: %s\n", kMe, what.c_str());
+  else
+    std::fprintf(stderr, "%s: %s: %s\n", kMe, file.c_str(), what.c_str());
+  return 1;
+}
+
+int LoadModelFile(const std::string& path, AComponents& model) {
+  std::ifstream in(path);
+  if (!in) return Fail(path, "cannot open the model file");
+  std::string error;
+  if (!LoadComponents(in, model, &error)) return Fail(path, error);
+  TerminalMessages messages(false);
+  if (!ValidateComponents(model, messages, nullptr)) return 1;
+  return 0;
+}
+
+int RunRender(const ModelArgs& args) {
+  if (args.out.empty()) return Fail("", "--render needs -o MAP (.exm, .amap or .fits)");
+  if (args.fov.size() != 2 || !(args.fov[0] > 0) || !(args.fov[1] > 0))
+    return Fail("", "--fov needs two positive sizes in arcseconds (RA DEC)");
+  if (args.size < 2 || args.size > 8192) return Fail("", "--size must lie between 2 and 8192 pixels");
+  AComponents model;
+  if (const int rc = LoadModelFile(args.render, model)) return rc;
+  AMatrix<float> map(std::uint32_t(args.size), std::uint32_t(args.size));
+  TMinMax range{-args.fov[0] / 2, args.fov[0] / 2, -args.fov[1] / 2, args.fov[1] / 2};
+  const AMapValueRange values = model.ToMap(map, range);
+  std::string error;
+  if (!SaveMapAny(args.out, map, range, "JY/PIXEL", &error)) return Fail(args.out, error);
+  if (args.json) {
+    nlohmann::json j = {{"map", args.out},
+                        {"size", args.size},
+                        {"fov_arcsec", {args.fov[0], args.fov[1]}},
+                        {"min_jy", values.min},
+                        {"max_jy", values.max},
+                        {"components", model.GetSize()}};
+    std::printf("%s\n", j.dump(2).c_str());
+  } else {
+    std::printf("Rendered %d components into %s (%d x %d pixels, %.6g\" x %.6g\", %.5E .. %.5E Jy/pixel)\n",
+                model.GetSize(), args.out.c_str(), args.size, args.size, args.fov[0], args.fov[1],
+                double(values.min), double(values.max));
+  }
+  return 0;
+}
+
+int RunModel(const ModelArgs& args) {
+  if (!args.render.empty()) return RunRender(args);
+  if (args.in.empty()) return Fail("", "give the input UVX file (or --render MODEL.mdl)");
+  const int sources = int(!args.model.empty()) + int(!args.map.empty()) + int(!args.map_dir.empty());
+  if (sources != 1) return Fail("", "give exactly one model: -m MODEL.mdl, --map FILE or --map-dir DIR");
+  if (!args.map_dir.empty() && !(args.time_step > 0)) return Fail("", "--time-step must be positive");
+
+  AMUVXWorkItem item;
+  item.in_path = args.in;
+  item.out_path = args.out.empty() ? DefaultModelOutput(args.in) : args.out;
+  item.add_type = args.add ? 0 : 1;
+  item.fast = args.no_fast ? 0 : 1;
+  if (!args.mfs.empty()) {
+    std::string error;
+    if (!item.si_map.LoadFile(args.mfs, &error)) return Fail(args.mfs, error);
+    item.use_mfs = 1;
+  }
+  if (args.engine != "fast" && args.engine != "reference")
+    return Fail("", "--engine must be fast or reference");
+  AComponents components;
+  AMModelSource source;
+  if (!args.model.empty()) {
+    if (const int rc = LoadModelFile(args.model, components)) return rc;
+    source.kind = kModelComponents;
+    source.components = &components;
+  } else if (!args.map.empty()) {
+    source.kind = kModelMap;
+    source.map_path = args.map;
+  } else {
+    source.kind = kModelMapSeries;
+    source.map_folder = args.map_dir;
+    source.map_time_step_s = args.time_step;
+  }
+
+  if (source.kind != kModelComponents && item.use_mfs)
+    return Fail(args.mfs, "the spectral-index map applies to component models only");
+  source.engine = args.engine == "reference" ? MapEngine::Reference : MapEngine::Fast;
+
+  StopFlag stop{0};
+  InterruptStop interrupt(stop);
+  TerminalMessages messages;
+  int ok = 0;
+  std::string error;
+  std::int64_t groups = 0;
+  {
+    TerminalProgress progress;
+    AMP2Work work(item, source, &progress, &stop, messages);
+    ok = work.Run();
+    error = work.Error();
+    groups = work.GroupsDone();
+  }
+  if (!ok) {
+    if (StopRequested(&stop)) {
+      std::fprintf(stderr, "%s: stopped; %s\n", kMe,
+                   SameFile(item.in_path, item.out_path) ? "the groups done so far are changed" : "nothing written");
+      return 130;
+    }
+    return Fail("", error);
+  }
+  const char* kind = source.kind == kModelComponents ? "components" : source.kind == kModelMap ? "map" : "map series";
+  if (args.json) {
+    nlohmann::json j = {{"input", item.in_path},   {"output", item.out_path},   {"model", kind},
+                        {"groups", groups},        {"add", item.add_type == 0}, {"fast", item.fast != 0},
+                        {"in_place", SameFile(item.in_path, item.out_path)}};
+    if (source.kind == kModelComponents) j["components"] = components.GetSize();
+    std::printf("%s\n", j.dump(2).c_str());
+  } else {
+    std::printf("Model (%s) %s %lld groups of %s\n", kind, item.add_type == 0 ? "added to" : "written into",
+                static_cast<long long>(groups), item.in_path.c_str());
+    std::printf("Written:      %s\n", item.out_path.c_str());
+  }
+  return 0;
+}
+
+}  // namespace
+
+void AddModelCommand(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<ModelArgs>();
+  CLI::App* cmd = app.add_subcommand("model", "Task 2: source model visibilities onto the UV points of a UVX file");
+  cmd->add_option("input", args->in, "Input UVX file");
+  cmd->add_option("-o,--output", args->out, "Output UVX file (default: <input>_mdl.uvx; the input itself updates it in place)");
+  cmd->add_option("-m,--model", args->model, "Component model (.mdl)");
+  cmd->add_option("--map", args->map, "One map as the model (.exm, .amap or .fits)");
+  cmd->add_option("--map-dir", args->map_dir, "Folder of .exm maps, one per time step, in name order");
+  cmd->add_option("--time-step", args->time_step, "Seconds each map of --map-dir serves (default 600)");
+  cmd->add_flag("--add", args->add, "Add the model to the visibilities already in the file (default: replace)");
+  cmd->add_flag("--no-fast", args->no_fast, "Evaluate the model at every channel's frequency (default: once per IF)");
+  cmd->add_option("--mfs", args->mfs, "Spectral-index map file: per-component spectral scaling (component models)");
+  cmd->add_option("--engine", args->engine, "Map sum: fast (default) or reference (the plain parallel reduction)");
+  cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_option("--render", args->render, "Draw this component model (.mdl) into the map given by -o instead");
+  cmd->add_option("--fov", args->fov, "With --render: field of view RA DEC in arcseconds")->expected(2);
+  cmd->add_option("--size", args->size, "With --render: pixels per side (default 256)");
+  cmd->callback([args, &ctx] { ctx.exit_code = RunModel(*args); });
+}

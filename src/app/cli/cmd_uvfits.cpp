@@ -1,0 +1,93 @@
+// qvlmodel export IN.uvx -o OUT.uvfits / qvlmodel import IN.uvfits -o OUT.uvx: the UVFITS
+// interchange with AIPS, CASA, Difmap and the other tools (docs/uvfits.md).
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "app/cli/commands.h"
+#include "app/cli/terminal.h"
+#include "uvx/uvfits_export.h"
+#include "uvx/uvfits_import.h"
+
+namespace {
+
+struct UVFitsArgs {
+  std::string input;
+  std::string output;
+  bool json = false;
+};
+
+// IN with its extension replaced by `ext` (".uvfits" for an export, ".uvx" for an import).
+std::string DefaultOutput(const std::string& input, const char* ext) {
+  const auto slash = input.find_last_of('/');
+  const auto dot = input.find_last_of('.');
+  const bool has_ext = dot != std::string::npos && (slash == std::string::npos || dot > slash);
+  return (has_ext ? input.substr(0, dot) : input) + ext;
+}
+
+using Runner = int (*)(const std::string&, const std::string&, ProgressSink*, StopFlag*, MessageSink*, std::string&,
+                       UVFitsSummary*);
+
+int RunConversion(const char* me, const UVFitsArgs& args, const char* ext, Runner run) {
+  const std::string out = args.output.empty() ? DefaultOutput(args.input, ext) : args.output;
+  if (out == args.input) {
+    std::fprintf(stderr, "%s: %s: the output would replace the input (give -o)\n", me, args.input.c_str());
+    return 2;
+  }
+  StopFlag stop{0};
+  InterruptStop interrupt(stop);
+  TerminalMessages messages(false);
+  UVFitsSummary summary;
+  std::string error;
+  int ok = 0;
+  {
+    TerminalProgress progress;
+    ok = run(args.input, out, &progress, &stop, &messages, error, &summary);
+  }
+  if (!ok) {
+    if (StopRequested(&stop)) {
+      std::fprintf(stderr, "%s: stopped; nothing written\n", me);
+      return 130;
+    }
+    std::fprintf(stderr, "%s: %s: %s\n", me, args.input.c_str(), error.c_str());
+    return 1;
+  }
+  if (args.json) {
+    const nlohmann::json j = {{"input", args.input},           {"output", out},
+                              {"groups", summary.groups},      {"telescopes", summary.telescopes},
+                              {"n_if", summary.n_if},          {"n_channels", summary.n_channels},
+                              {"n_stokes", summary.n_stokes},  {"frequency_setups", summary.freq_setups},
+                              {"bytes", summary.bytes}};
+    std::printf("%s\n", j.dump(2).c_str());
+  } else {
+    std::printf("Groups:       %lld\n", static_cast<long long>(summary.groups));
+    std::printf("Telescopes:   %d\n", summary.telescopes);
+    std::printf("IFs x channels x Stokes: %d x %d x %d, %d frequency set-up(s)\n", summary.n_if, summary.n_channels,
+                summary.n_stokes, summary.freq_setups);
+    std::printf("Written:      %s (%lld bytes)\n", out.c_str(), static_cast<long long>(summary.bytes));
+  }
+  return 0;
+}
+
+CLI::App* AddConversion(CLI::App& app, const char* name, const char* help, const char* in_help, const char* out_help,
+                        std::shared_ptr<UVFitsArgs> args) {
+  CLI::App* cmd = app.add_subcommand(name, help);
+  cmd->add_option("input", args->input, in_help)->required();
+  cmd->add_option("-o,--output", args->output, out_help);
+  cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  return cmd;
+}
+
+}  // namespace
+
+void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
+  auto ex = std::make_shared<UVFitsArgs>();
+  AddConversion(app, "export", "Write a UVX file as UVFITS (AIPS random groups with AN, FQ, SU tables)", "UVX file",
+                "Output UVFITS file (default: the input with .uvfits)", ex)
+      ->callback([ex, &ctx] { ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits", ExportUVFITS); });
+  auto im = std::make_shared<UVFitsArgs>();
+  AddConversion(app, "import", "Read a UVFITS file (AIPS, CASA, ours) into a UVX file", "UVFITS file",
+                "Output UVX file (default: the input with .uvx)", im)
+      ->callback([im, &ctx] { ctx.exit_code = RunConversion("qvlmodel import", *im, ".uvx", ImportUVFITS); });
+}

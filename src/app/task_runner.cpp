@@ -1,0 +1,214 @@
+#include "app/task_runner.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "core/file.h"
+#include "core/paths.h"
+#include "core/text.h"
+#include "coverage/uv_plane.h"
+#include "coverage/uvx_creation.h"
+#include "model/comp_table.h"
+#include "observation/obs_json.h"
+#include "observation/telescope_catalog.h"
+
+namespace {
+
+bool IsJsonPath(const std::string& path) {
+  const std::string name = getfName(path);
+  const auto dot = name.find_last_of('.');
+  return dot != std::string::npos && toUpper(name.substr(dot)) == ".JSON";
+}
+
+ATaskOutcome Failed(int task, const std::string& error) {
+  ATaskOutcome o;
+  o.task = task;
+  o.error = error;
+  return o;
+}
+
+ATaskOutcome Stopped(int task) {
+  ATaskOutcome o;
+  o.task = task;
+  o.stopped = true;
+  return o;
+}
+
+std::string Resolve(const std::string& settings_path, const std::string& p) {
+  return p.empty() ? p : ResolveOutputPath(settings_path, p);
+}
+
+}  // namespace
+
+int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs, std::string& error) {
+  if (IsJsonPath(path)) {
+    std::ifstream in(path);
+    if (!in) return error = "cannot open the file", 0;
+    nlohmann::json j;
+    try {
+      in >> j;
+    } catch (const nlohmann::json::exception& e) {
+      return error = std::string("not valid JSON (") + e.what() + ")", 0;
+    }
+    AMTlscCatalog cat;
+    LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
+    return ObservationFromJson(j, obs, error, &cat);
+  }
+  AFile f;
+  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
+  if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
+  return 1;
+}
+
+ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+  if (obs_path.empty()) return Failed(1, "no observation file (\"OBS FILE\")");
+  AMObservation obs(base_folder);
+  std::string error;
+  if (!LoadObservationAny(obs_path, base_folder, obs, error)) return Failed(1, obs_path + ": " + error);
+  obs.output_path = output.empty() ? ResolveOutputPath(obs_path, obs.output_path) : output;
+  for (int i = 0; i < obs.telescopes.GetSize(); ++i)
+    obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
+  const AMCreateCheck check = CheckForCreate(obs, nullptr);
+  if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+
+  AMUVPlane plane;
+  if (!plane.Calculate(obs, progress, stop, &messages)) {
+    switch (plane.GetStatus()) {
+      case AMUVPlane::kStopped: return Stopped(1);
+      case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
+      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points (no pair of telescopes sees the source)");
+      default: return Failed(1, obs_path + ": the UV-plane computation failed");
+    }
+  }
+  if (!CreateZeroUVX(plane.UVPath(), obs, obs.output_path, progress, stop, &messages)) {
+    if (StopRequested(stop)) return Stopped(1);
+    return Failed(1, obs.output_path + ": cannot write the UVX file");
+  }
+  ATaskOutcome o;
+  o.task = 1;
+  o.ok = true;
+  o.output = obs.output_path;
+  o.summary = std::to_string(plane.Points()) + " UV points of " + std::to_string(obs.telescopes.GetSize()) +
+              " telescopes in " + std::to_string(plane.Samples()) + " samples";
+  return o;
+}
+
+ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+  const AMUVXWorkItem& item = st.work_item;
+  if (item.in_path.empty()) return Failed(2, "no input UVX file (\"UVX IN\")");
+  AMUVXWorkItem run = item;
+  if (run.out_path.empty()) run.out_path = DefaultModelOutput(run.in_path);
+  AComponents components;
+  AMModelSource source;
+  const AMModelPageSettings& page = st.model_page;
+  if (page.use_ext == 0) {
+    if (page.model_file.empty()) return Failed(2, "no source model file (\"MODEL FILE\")");
+    std::ifstream in(page.model_file);
+    if (!in) return Failed(2, page.model_file + ": cannot open the model file");
+    std::string error;
+    if (!LoadComponents(in, components, &error)) return Failed(2, page.model_file + ": " + error);
+    const ACompCheck check = CheckComponents(components);
+    if (!check.ok)
+      return Failed(2, page.model_file + ": component " + std::to_string(check.row) + ": " + check.message);
+    source.kind = kModelComponents;
+    source.components = &components;
+  } else if (page.use_ext == 1) {
+    source.kind = kModelMap;
+    source.map_path = page.ext_mdl;
+  } else {
+    source.kind = kModelMapSeries;
+    source.map_folder = page.ext_mdl_path;
+    source.map_time_step_s = page.ext_mdl_tstep;
+  }
+  AMP2Work work(run, source, progress, stop, messages);
+  if (!work.Run()) return StopRequested(stop) ? Stopped(2) : Failed(2, work.Error());
+  ATaskOutcome o;
+  o.task = 2;
+  o.ok = true;
+  o.output = run.out_path;
+  o.summary = std::string(source.kind == kModelComponents ? "component model (" + std::to_string(components.GetSize()) +
+                                                                " components)"
+                                                          : "map model") +
+              " on " + std::to_string(work.GroupsDone()) + " groups";
+  return o;
+}
+
+ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+  AMErrorsParams p = st.errors;
+  if (p.in_path.empty()) return Failed(3, "no input UVX file (\"IN UVX-FILE\")");
+  if (p.out_path.empty()) p.out_path = DefaultErrorsOutput(p.in_path);
+  std::string error;
+  std::uint32_t start = 0;
+  if (!RunErrorsTask(p, progress, stop, messages, &error, &start))
+    return StopRequested(stop) ? Stopped(3) : Failed(3, error);
+  ATaskOutcome o;
+  o.task = 3;
+  o.ok = true;
+  o.output = p.out_path;
+  o.summary = "telescope errors of " + std::to_string(p.tlscs.GetSize()) + " telescopes, random start " +
+              std::to_string(start);
+  return o;
+}
+
+ATaskOutcome RunTask4(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+  AMNoiseParams p = st.noise;
+  if (p.in_path.empty()) return Failed(4, "no input UVX file (\"IN UVX-FILE\")");
+  if (p.out_path.empty()) p.out_path = DefaultNoiseOutput(p.in_path);
+  std::string error;
+  std::uint32_t start = 0;
+  if (!RunNoiseTask(p, progress, stop, messages, &error, &start))
+    return StopRequested(stop) ? Stopped(4) : Failed(4, error);
+  ATaskOutcome o;
+  o.task = 4;
+  o.ok = true;
+  o.output = p.out_path;
+  o.summary = std::string(p.gaussian ? "Gaussian" : "thermal") + " noise from " +
+              std::to_string(p.sfd.items.GetSize()) + " SEFD entries, random start " + std::to_string(start);
+  return o;
+}
+
+void ResolveSettingsPaths(AMSettings& st, const std::string& settings_path) {
+  st.obs_file = Resolve(settings_path, st.obs_file);
+  st.model_page.model_file = Resolve(settings_path, st.model_page.model_file);
+  st.model_page.ext_mdl = Resolve(settings_path, st.model_page.ext_mdl);
+  st.model_page.ext_mdl_path = Resolve(settings_path, st.model_page.ext_mdl_path);
+  st.work_item.in_path = Resolve(settings_path, st.work_item.in_path);
+  st.work_item.out_path = Resolve(settings_path, st.work_item.out_path);
+  st.errors.in_path = Resolve(settings_path, st.errors.in_path);
+  st.errors.out_path = Resolve(settings_path, st.errors.out_path);
+  st.noise.in_path = Resolve(settings_path, st.noise.in_path);
+  st.noise.out_path = Resolve(settings_path, st.noise.out_path);
+}
+
+std::vector<ATaskOutcome> RunTasks(const AMSettings& settings, const std::vector<int>& tasks,
+                                   const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
+                                   MessageSink& messages, const std::function<void(const ATaskOutcome&)>& report) {
+  std::vector<ATaskOutcome> done;
+  AMSettings st = settings;
+  std::string last_output;  // a task without an input file takes the previous task's output
+  for (int t : tasks) {
+    ATaskOutcome o;
+    switch (t) {
+      case 1: o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages); break;
+      case 2:
+        if (st.work_item.in_path.empty()) st.work_item.in_path = last_output;
+        o = RunTask2(st, progress, stop, messages);
+        break;
+      case 3:
+        if (st.errors.in_path.empty()) st.errors.in_path = last_output;
+        o = RunTask3(st, progress, stop, messages);
+        break;
+      case 4:
+        if (st.noise.in_path.empty()) st.noise.in_path = last_output;
+        o = RunTask4(st, progress, stop, messages);
+        break;
+      default: o = Failed(t, "there is no task " + std::to_string(t) + " (tasks are 1 to 4)"); break;
+    }
+    if (o.ok) last_output = o.output;
+    done.push_back(o);
+    if (report) report(o);
+    if (!o.ok) break;
+  }
+  return done;
+}

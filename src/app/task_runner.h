@@ -1,0 +1,44 @@
+#pragma once
+// The four tasks run from the settings model, headless: what `qvlmodel run` and the desktop
+// program's task pages start. Each run takes the usual progress sink, stop flag and message sink
+// and reports what it wrote or why it could not.
+
+#include <string>
+#include <vector>
+
+#include "app/settings_store.h"
+#include "core/runtime.h"
+#include "observation/observation.h"
+
+struct ATaskOutcome {
+  int task = 0;
+  bool ok = false;
+  bool stopped = false;
+  std::string error;    // one line, naming the file, when !ok and !stopped
+  std::string output;   // the file written
+  std::string summary;  // one line for the user
+};
+
+// Reads an observation from a .obs file or its JSON form (telescopes given by catalogue name are
+// taken from Telescopes.dat in `base_folder`). Non-zero on success; `error` says why otherwise.
+int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs,
+                       std::string& error);
+
+// Task 1: the observation file -> the empty UVX file named by the observation (or `output`).
+ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+// Task 2 from the work item and the model page: components of "MODEL FILE" (USE_EXT 0), the map
+// "EXT_MDL" (1) or the maps of "EXT_MDL_PATH" (2).
+ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+ATaskOutcome RunTask3(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+ATaskOutcome RunTask4(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+
+// Paths in a settings file that are not absolute are taken relative to the settings file's folder.
+void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path);
+
+// Runs the chosen tasks (1..4) in order, stopping at the first that fails or is stopped. `report`
+// is called after each task.
+std::vector<ATaskOutcome> RunTasks(const AMSettings& settings, const std::vector<int>& tasks,
+                                   const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
+                                   MessageSink& messages,
+                                   const std::function<void(const ATaskOutcome&)>& report = {});

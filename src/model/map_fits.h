@@ -1,0 +1,24 @@
+#pragma once
+// FITS images as maps, through cfitsio (layout choices in docs/maps.md).
+//
+// Reading takes the first image HDU with data: 2-D, or 3-/4-D whose extra axes have length 1.
+// NAXIS1 runs along the columns (first axis, east), NAXIS2 along the rows (second axis, north).
+// The axes are described by CRPIX, CDELT (or a diagonal CD matrix) in degrees; the reference pixel
+// is the phase centre, so column c (0-based) lies at x = (c + 1 - CRPIX1) * CDELT1 * 3600 arcsec
+// (a negative CDELT1, the usual RA axis, gives xmin > xmax). CRVAL is the sky position of that
+// centre and is not needed. Undefined (NaN or BLANK) pixels read as 0. BUNIT is the unit text.
+
+#include <string>
+
+#include "core/containers.h"
+#include "model/map_range.h"
+
+// Non-zero on success; *error says why otherwise.
+int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
+                std::string* error);
+
+// Writes a 2-D float image (BITPIX -32) with RA---SIN / DEC--SIN axes, CRVAL 0, CDELT from the
+// pixel spacing and CRPIX placing the phase centre, BUNIT = unit. Written beside the target and
+// renamed: complete or absent.
+int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+                const std::string& unit, std::string* error);

@@ -1,0 +1,50 @@
+#pragma once
+// Maps as source models: reading and writing maps of every supported kind, listing a folder of
+// maps, and filling the visibilities of a UVX file from one map or from a time series of maps.
+//
+// The fill of one group (identical to the component run): s = the index of the group's frequency
+// set-up; for every IF k, with fast on, one UV point at the frequency f of the IF's first channel,
+// else one per channel j at its own frequency; u and v [s] times f [Hz] give wavelengths. The map's
+// visibility V (the sum over its point components, map_comps.h) then goes into every polarization
+// of the channel(s): add: real += V.real, imag += V.imag (formed in double, stored as float);
+// replace: real = V.real, imag = V.imag. The weight is never touched.
+
+#include <string>
+#include <vector>
+
+#include "core/containers.h"
+#include "core/runtime.h"
+#include "model/map_range.h"
+#include "model/map_sum.h"
+#include "uvx/uvx_file.h"
+
+// Reads a map: .exm / .amap (our binary layout, AMapFile/AMapHeader) or .fits/.fit/.fts (FITS image,
+// 2-D or 4-D with degenerate axes, CDELT/CRPIX/CRVAL in degrees; Jy/pixel or Jy/beam stated in the
+// unit) by extension. Non-zero on success; *error says why otherwise.
+int LoadMapAny(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
+               std::string* error);
+// Writes a map by extension (.exm, .amap, .fits); complete or absent.
+int SaveMapAny(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+               const std::string& unit, std::string* error);
+// The ".exm" files of a folder in name order; 0 when the folder cannot be listed.
+int ListMapFolder(const std::string& folder, std::vector<std::string>& paths);
+
+// Model kind 1: fills every visibility of an open UVX file (opened with AUVXFile::modeUpdate) from
+// one map, reading groups through AUVXFastRead::GetUVGVis (stop flag tested before each group), and
+// writes the header's extremes at the end. Non-zero on success; 0 on failure or stop.
+// A map needs at least 2 rows and 2 columns (its pixel spacing is undefined otherwise).
+int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& range, bool add,
+                  bool fast, ProgressSink* progress, StopFlag* stop, std::string* error,
+                  MapEngine engine = MapEngine::Fast);
+
+// Model kind 2: a series of maps; map k (in the given order) serves the group times from
+// start + k * step. Group times are seconds from the file's start time, so start is group time 0:
+// a group at time t takes map k = floor(t / step); groups before the start (t < 0) take the first
+// map, groups at or after start + N * step (N maps) the last. Each map is read when first needed
+// (again only if the groups are not in time order). time_step_s must be positive and finite.
+int ApplyMapSeries(AUVXFile& file, const std::vector<std::string>& map_paths, double time_step_s,
+                   bool add, bool fast, ProgressSink* progress, StopFlag* stop, std::string* error,
+                   MapEngine engine = MapEngine::Fast);
+
+// The map of a series that serves group time t (the rule above); `maps` >= 1.
+int MapSeriesIndex(double time_s, double time_step_s, int maps);

@@ -1,0 +1,72 @@
+// Task 2 with map models: the input is copied to the output (unless they are the same file) and
+// the map's point components are then summed onto every group of the output in place.
+#include <filesystem>
+#include <system_error>
+
+#include "model/map_model.h"
+#include "model/model_run.h"
+#include "uvx/uvx_copy.h"
+#include "uvx/uvx_file.h"
+
+int AMP2Work::RunMaps() {
+  const bool in_place = SameFile(item_.in_path, item_.out_path);
+  if (!in_place) {
+    if (progress_) progress_->SetText("Copying file...");
+    if (!CopyUVXFile(item_.in_path, item_.out_path, progress_, stop_)) {
+      if (StopRequested(stop_)) return 0;
+      return Fail("cannot copy " + item_.in_path + " to " + item_.out_path);
+    }
+  }
+  auto discard = [&] {
+    if (!in_place) {
+      std::error_code ec;
+      std::filesystem::remove(item_.out_path, ec);
+    }
+  };
+  if (progress_) progress_->SetText("Fit model onto UV-Plane...");
+  AUVXFile file;
+  if (!file.Open(item_.out_path, AUVXFile::modeUpdate)) {
+    discard();
+    return Fail("cannot open " + item_.out_path + " for writing: " + file.Error());
+  }
+  const bool add = item_.add_type == 0;
+  const bool fast = item_.fast != 0;
+  std::string why;
+  int ok = 0;
+  if (model_.kind == kModelMap) {
+    AMatrix<float> map;
+    TMinMax range;
+    std::string unit;
+    if (!LoadMapAny(model_.map_path, map, range, unit, &why)) {
+      file.Close();
+      discard();
+      return Fail(model_.map_path + ": " + why);
+    }
+    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, model_.engine);
+  } else {
+    std::vector<std::string> maps;
+    if (!ListMapFolder(model_.map_folder, maps)) {
+      file.Close();
+      discard();
+      return Fail("cannot list the folder " + model_.map_folder);
+    }
+    if (maps.empty()) {
+      file.Close();
+      discard();
+      return Fail("Not found .exm map file(s) in folder: " + model_.map_folder);
+    }
+    ok = ApplyMapSeries(file, maps, model_.map_time_step_s, add, fast, progress_, stop_, &why, model_.engine);
+  }
+  if (!ok) {
+    file.Close();
+    discard();
+    if (StopRequested(stop_)) return 0;
+    return Fail(why.empty() ? "the map model could not be applied" : why);
+  }
+  groups_done_ = file.Groups();
+  if (!file.Close()) {
+    discard();
+    return Fail("writing " + item_.out_path + " failed: " + file.Error());
+  }
+  return 1;
+}

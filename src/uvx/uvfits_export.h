@@ -1,0 +1,24 @@
+#pragma once
+// UVX -> UVFITS (AIPS random groups with "AIPS AN", "AIPS FQ", "AIPS SU"); what is written is
+// described in docs/uvfits.md.
+
+#include <cstdint>
+#include <string>
+
+#include "core/runtime.h"
+
+// What an export or an import moved, for the command line's summary.
+struct UVFitsSummary {
+  std::int64_t groups = 0;
+  int telescopes = 0;
+  int n_if = 0, n_channels = 0, n_stokes = 0;
+  int freq_setups = 0;
+  std::int64_t bytes = 0;  // size of the file written
+};
+
+// Writes `fits_path` from the UVX file `uvx_path`, streaming block by block; the output appears
+// only when complete (written beside it as "<fits_path>.part", then renamed). Returns non-zero on
+// success; otherwise `error` says what was wrong, in one line, and no output remains (also when
+// `stop` was raised: error "stopped").
+int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, ProgressSink* progress, StopFlag* stop,
+                 MessageSink* messages, std::string& error, UVFitsSummary* summary = nullptr);

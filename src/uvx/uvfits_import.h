@@ -1,0 +1,20 @@
+#pragma once
+// UVFITS -> UVX: random-groups files as AIPS, CASA and our export write them (docs/uvfits.md).
+
+#include <string>
+
+#include "core/runtime.h"
+#include "uvx/uvfits_export.h"
+
+// Reads `fits_path` group by group into the UVX file `uvx_path` with the tables FQ, SU, AN, BL
+// and PS. What a UVX file cannot hold (more than 255 telescopes, several sources or subarrays) is
+// refused, never dropped. The output appears only when complete ("<uvx_path>.part", renamed).
+// Returns non-zero on success; otherwise `error` says what was wrong, in one line, and no output
+// remains (also when `stop` was raised: error "stopped"). Notes such as a time-system
+// conversion go to `messages`.
+int ImportUVFITS(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
+                 MessageSink* messages, std::string& error, UVFitsSummary* summary = nullptr);
+
+// The same with the element-by-element decoding of the visibilities forced (the reference the
+// tests compare the direct path with).
+int ImportUVFITSGeneral(const std::string& fits_path, const std::string& uvx_path, std::string& error);

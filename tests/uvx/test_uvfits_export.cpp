@@ -1,0 +1,319 @@
+// The UVFITS export, read back with cfitsio's own group and table API (not the export's block
+// writer): header, group parameters, visibilities, AN/FQ/SU tables, refusals and the stop flag.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "uvfits_test_util.h"
+#include "uvx/uvfits_export.h"
+
+namespace {
+
+struct FitsReader {
+  fitsfile* f = nullptr;
+  int st = 0;
+  explicit FitsReader(const std::string& path) { fits_open_diskfile(&f, path.c_str(), READONLY, &st); }
+  ~FitsReader() {
+    int s = 0;
+    if (f) fits_close_file(f, &s);
+  }
+  double Real(const char* key) {
+    double v = 0;
+    fits_read_key(f, TDOUBLE, key, &v, nullptr, &st);
+    return v;
+  }
+  long long Int(const char* key) {
+    long long v = 0;
+    fits_read_key(f, TLONGLONG, key, &v, nullptr, &st);
+    return v;
+  }
+  std::string Text(const char* key) {
+    char v[FLEN_VALUE] = {};
+    fits_read_key(f, TSTRING, key, v, nullptr, &st);
+    return v;
+  }
+  bool Has(const char* key) {
+    char v[FLEN_VALUE] = {};
+    int s = 0;
+    fits_read_key(f, TSTRING, key, v, nullptr, &s);
+    fits_clear_errmsg();
+    return s == 0;
+  }
+  void Move(const char* extname) { fits_movnam_hdu(f, BINARY_TBL, const_cast<char*>(extname), 0, &st); }
+  int Column(const char* name) {
+    int c = 0;
+    fits_get_colnum(f, CASEINSEN, const_cast<char*>(name), &c, &st);
+    return c;
+  }
+};
+
+float BigEndianFloat(const unsigned char* p) {
+  const std::uint32_t w = std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
+  float f;
+  std::memcpy(&f, &w, 4);
+  return f;
+}
+
+// One group of RR, LL and a third code, with the FQ and AN tables of the sample file.
+void WriteThreePolFile(const std::string& path, short third) {
+  const std::string sample = path + ".sample";
+  WriteSampleFile(sample, 1);
+  AUVXFile s, f;
+  ASSERT_TRUE(s.Open(sample, AUVXFile::modeRead));
+  ASSERT_TRUE(f.Open(path, AUVXFile::modeCreate));
+  AUVXHeader h = s.Header();
+  h.n_pol = 3;
+  h.pol[2] = third;
+  ASSERT_TRUE(f.Write(h));
+  AUVXGroup g = SampleGroup(0);
+  AUVXVisibility v(2, 3, 3);
+  ASSERT_TRUE(f.SeekUVGroup(0) && g.store(f) && v.store(f));
+  f.AddTable(*s.GetTable("FQ")).AddTable(*s.GetTable("AN"));
+  ASSERT_TRUE(f.Close()) << f.Error();
+  std::filesystem::remove(sample);
+}
+
+// A sample file whose FQ table has two set-ups and whose groups alternate between them.
+void WriteTwoSetupFile(const std::string& path) {
+  WriteSampleFile(path, 6);
+  AUVXFile f;
+  ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
+  AMatrix<AUVXFqTblItem> m(2, 2);
+  m(0, 0) = {0.0, 8e6}, m(0, 1) = {16e6, 8e6}, m(1, 0) = {-32e6, 4e6}, m(1, 1) = {-16e6, 4e6};
+  AArray<int> ids;
+  ids.Add(1), ids.Add(2);
+  std::unique_ptr<AUVXTable> fq(MakeFqTable(m, ids, 2, 3));
+  f.AddTable(*fq);
+  AUVXGroup g;
+  for (int i = 0; i < 6; ++i) {
+    ASSERT_TRUE(f.SeekUVGroup(i) && g.load(f));
+    g.freq_id = std::int8_t(1 + i % 2);
+    ASSERT_TRUE(f.SeekUVGroup(i) && g.store(f));
+  }
+  ASSERT_TRUE(f.Close());
+}
+
+}  // namespace
+
+TEST(UVFitsExport, PrimaryHeaderGroupsAndVisibilities) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
+  WriteSampleFile(uvx, 7);
+  std::string error;
+  UVFitsSummary sum;
+  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error, &sum)) << error;
+  EXPECT_EQ(sum.groups, 7);
+  EXPECT_EQ(sum.telescopes, 4);
+  EXPECT_EQ(sum.bytes % 2880, 0);
+  EXPECT_FALSE(std::filesystem::exists(fits + ".part"));
+
+  FitsReader r(fits);
+  ASSERT_EQ(r.st, 0);
+  int groups = 0;
+  fits_read_key(r.f, TLOGICAL, "GROUPS", &groups, nullptr, &r.st);
+  EXPECT_TRUE(groups);
+  EXPECT_EQ(r.Int("BITPIX"), -32);
+  EXPECT_EQ(r.Int("NAXIS"), 7);
+  const long long naxis[7] = {0, 3, 2, 3, 2, 1, 1};  // complex, 2 Stokes, 3 channels, 2 IFs, RA, DEC
+  const char* ctype[7] = {"", "COMPLEX", "STOKES", "FREQ", "IF", "RA", "DEC"};
+  for (int a = 1; a <= 7; ++a) {
+    EXPECT_EQ(r.Int(("NAXIS" + std::to_string(a)).c_str()), naxis[a - 1]) << a;
+    if (a > 1) {
+      EXPECT_EQ(r.Text(("CTYPE" + std::to_string(a)).c_str()), ctype[a - 1]);
+    }
+  }
+  EXPECT_EQ(r.Real("CRVAL3"), -1.0);  // RR, then LL
+  EXPECT_EQ(r.Real("CDELT3"), -1.0);
+  EXPECT_EQ(r.Real("CRVAL4"), 22.2e9);
+  EXPECT_EQ(r.Real("CDELT4"), 8e6);
+  EXPECT_EQ(r.Real("CRPIX4"), 1.0);
+  EXPECT_NEAR(r.Real("CRVAL6"), 49.95, 1e-12);  // RA of the SU table
+  EXPECT_EQ(r.Int("PCOUNT"), 7);               // one set-up: no FREQSEL
+  EXPECT_EQ(r.Int("GCOUNT"), 7);
+  EXPECT_EQ(r.Text("OBJECT"), "3C84");
+  EXPECT_EQ(r.Text("DATE-OBS"), "2000-01-01");
+  EXPECT_EQ(r.Real("EPOCH"), 2000.0);
+  EXPECT_EQ(r.Text("BUNIT"), "JY");
+  const char* ptype[7] = {"UU", "VV", "WW", "DATE", "DATE", "BASELINE", "INTTIM"};
+  for (int p = 1; p <= 7; ++p) EXPECT_EQ(r.Text(("PTYPE" + std::to_string(p)).c_str()), ptype[p - 1]);
+  EXPECT_EQ(r.Real("PZERO4"), 2451545.0);  // JD at 0h of the observation date
+  EXPECT_EQ(r.Real("PZERO5"), 0.0);
+  ASSERT_EQ(r.st, 0);
+
+  for (int g = 0; g < 7; ++g) {
+    float p[7];
+    int any = 0;
+    fits_read_grppar_flt(r.f, g + 1, 1, 7, p, &r.st);
+    const AUVXGroup s = SampleGroup(g);
+    EXPECT_EQ(p[0], s.u);
+    EXPECT_EQ(p[1], s.v);
+    EXPECT_EQ(p[2], s.w);
+    // cfitsio leaves PZERO to the reader: the two words are the days from JD0.
+    EXPECT_NEAR(double(p[3]) + double(p[4]), (3600.0 + s.time) / 86400.0, 1e-14);
+    EXPECT_EQ(p[5], float(256 * s.tel1 + s.tel2));
+    EXPECT_EQ(p[6], 10.0f);
+    float v[36];
+    fits_read_img_flt(r.f, g + 1, 1, 36, 0.0f, v, &any, &r.st);
+    for (int e = 0; e < 12; ++e) {
+      const AUVXVisEntry x = SampleEntry(g, e);
+      EXPECT_EQ(v[3 * e], x.re) << g << " " << e;
+      EXPECT_EQ(v[3 * e + 1], x.im);
+      EXPECT_EQ(v[3 * e + 2], x.weight);
+    }
+  }
+  ASSERT_EQ(r.st, 0);
+}
+
+TEST(UVFitsExport, DateWordsCarryTheTimeBelowAMicrosecond) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
+  WriteSampleFile(uvx, 7);
+  std::string error;
+  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  // Raw words, read without cfitsio's help: group g starts at 2880 * header blocks + g * 4 * (7 + 36).
+  const std::string bytes = ReadAll(fits);
+  const std::size_t data = bytes.find("END     ") / 2880 * 2880 + 2880;
+  for (int g = 0; g < 7; ++g) {
+    const auto* p = reinterpret_cast<const unsigned char*>(bytes.data() + data + std::size_t(g) * 4 * 43);
+    const double days = double(BigEndianFloat(p + 12)) + double(BigEndianFloat(p + 16));
+    const double expect = (3600.0 + SampleGroup(g).time) / 86400.0;
+    EXPECT_NEAR(days * 86400.0, expect * 86400.0, 1e-6) << g;
+    EXPECT_NE(BigEndianFloat(p + 16), 0.0f);  // the second word holds what float32 drops
+  }
+}
+
+TEST(UVFitsExport, TablesCarryOverWithAbsoluteRightHandedStations) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
+  WriteSampleFile(uvx, 4);
+  {  // an array centre that the export must fold into the station positions
+    AUVXFile f;
+    ASSERT_TRUE(f.Open(uvx, AUVXFile::modeUpdate));
+    AUVXTable an = *f.GetTable("AN");
+    an.AddKeywordReal("ARRAYX", 100.0);
+    an.AddKeywordReal("ARRAYY", -200.0);
+    an.AddKeywordReal("ARRAYZ", 0.5);
+    f.AddTable(an);
+    ASSERT_TRUE(f.Close());
+  }
+  std::string error;
+  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  FitsReader r(fits);
+  r.Move("AIPS AN");
+  ASSERT_EQ(r.st, 0);
+  EXPECT_EQ(r.Real("ARRAYX"), 0.0);
+  EXPECT_EQ(r.Real("ARRAYY"), 0.0);
+  EXPECT_EQ(r.Text("XYZHAND"), "RIGHT");
+  EXPECT_EQ(r.Text("TIMSYS"), "UTC");
+  EXPECT_EQ(r.Text("RDATE"), "2000-01-01");
+  double xyz[12];
+  int any = 0;
+  fits_read_col(r.f, TDOUBLE, r.Column("STABXYZ"), 1, 1, 12, nullptr, xyz, &any, &r.st);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(xyz[3 * i], 4e6 + i + 100.0);
+    EXPECT_EQ(xyz[3 * i + 1], 5e5 - i - 200.0);
+    EXPECT_EQ(xyz[3 * i + 2], 4.9e6 + 0.5);
+  }
+  char name[9] = {}, *pname = name;
+  fits_read_col_str(r.f, r.Column("ANNAME"), 3, 1, 1, nullptr, &pname, &any, &r.st);
+  EXPECT_STREQ(name, "MEDICINA");
+  char pol[2] = {}, *ppol = pol;  // added: RR/LL data -> circular feeds
+  fits_read_col_str(r.f, r.Column("POLTYA"), 1, 1, 1, nullptr, &ppol, &any, &r.st);
+  EXPECT_STREQ(pol, "R");
+  EXPECT_GT(r.Column("STAXOF"), 0);
+  EXPECT_GT(r.Column("POLAB"), 0);
+
+  r.Move("AIPS FQ");
+  EXPECT_EQ(r.Int("NO_IF"), 2);
+  double if_freq[2];
+  float width[2];
+  fits_read_col(r.f, TDOUBLE, r.Column("IF FREQ"), 1, 1, 2, nullptr, if_freq, &any, &r.st);
+  fits_read_col(r.f, TFLOAT, r.Column("CH WIDTH"), 1, 1, 2, nullptr, width, &any, &r.st);
+  EXPECT_EQ(if_freq[1], 16e6);
+  EXPECT_EQ(width[0], 8e6f);
+
+  r.Move("AIPS SU");
+  EXPECT_EQ(r.Int("NO_IF"), 2);
+  double ra = 0, epoch = 0;
+  fits_read_col(r.f, TDOUBLE, r.Column("RAEPO"), 1, 1, 1, nullptr, &ra, &any, &r.st);
+  fits_read_col(r.f, TDOUBLE, r.Column("EPOCH"), 1, 1, 1, nullptr, &epoch, &any, &r.st);  // added column
+  EXPECT_EQ(ra, 49.95);
+  EXPECT_EQ(epoch, 2000.0);
+  EXPECT_GT(r.Column("RESTFREQ"), 0);
+  ASSERT_EQ(r.st, 0);
+}
+
+TEST(UVFitsExport, SeveralSetupsGetAFreqselParameter) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
+  WriteTwoSetupFile(uvx);
+  std::string error;
+  UVFitsSummary sum;
+  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error, &sum)) << error;
+  EXPECT_EQ(sum.freq_setups, 2);
+  FitsReader r(fits);
+  EXPECT_EQ(r.Int("PCOUNT"), 8);
+  EXPECT_EQ(r.Text("PTYPE8"), "FREQSEL");
+  for (int g = 0; g < 6; ++g) {
+    float p = 0;
+    fits_read_grppar_flt(r.f, g + 1, 8, 1, &p, &r.st);
+    EXPECT_EQ(p, float(1 + g % 2));
+  }
+  r.Move("AIPS FQ");
+  long long rows = 0;
+  fits_get_num_rowsll(r.f, &rows, &r.st);
+  EXPECT_EQ(rows, 2);
+  ASSERT_EQ(r.st, 0);
+}
+
+TEST(UVFitsExport, RefusesWhatUVFITSCannotDescribeAndLeavesNothing) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("out.uvfits");
+  std::string error;
+  EXPECT_FALSE(ExportUVFITS(dir.File("missing.uvx"), fits, nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("cannot open"), std::string::npos) << error;
+
+  WriteThreePolFile(uvx, -4);  // RR, LL, LR: not evenly spaced
+  EXPECT_FALSE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("evenly spaced"), std::string::npos) << error;
+  EXPECT_TRUE(NoFileLeft(fits));
+  WriteThreePolFile(uvx, -3);  // RR, LL, RL
+  EXPECT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  std::filesystem::remove(fits);
+
+  WriteSampleFile(uvx, 3);
+  {  // an FQ table for one IF while the data has two
+    AUVXFile f;
+    ASSERT_TRUE(f.Open(uvx, AUVXFile::modeUpdate));
+    AMatrix<AUVXFqTblItem> m(1, 1);
+    AArray<int> ids;
+    std::unique_ptr<AUVXTable> fq(MakeFqTable(m, ids, 1, 3));
+    f.AddTable(*fq);
+    ASSERT_TRUE(f.Close());
+  }
+  EXPECT_FALSE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("describes 1 IFs, the data 2"), std::string::npos) << error;
+  EXPECT_TRUE(NoFileLeft(fits));
+
+  WriteSampleFile(uvx, 3);
+  EXPECT_FALSE(ExportUVFITS(uvx, dir.File("no/such/folder/x.uvfits"), nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("cannot create"), std::string::npos) << error;
+}
+
+TEST(UVFitsExport, StopRemovesTheOutputAndKeepsAnOldFile) {
+  TempDir dir;
+  const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
+  WriteSampleFile(uvx, 50);
+  WriteAllBytes(fits, "an older file");
+  StopFlag stop{1};
+  ProgressRecorder progress;
+  std::string error;
+  EXPECT_FALSE(ExportUVFITS(uvx, fits, &progress, &stop, nullptr, error));
+  EXPECT_EQ(error, "stopped");
+  EXPECT_FALSE(std::filesystem::exists(fits + ".part"));
+  EXPECT_EQ(ReadAll(fits), "an older file");  // replaced only by a complete export
+  stop = 0;
+  ASSERT_TRUE(ExportUVFITS(uvx, fits, &progress, &stop, nullptr, error)) << error;
+  EXPECT_EQ(progress.range_high, 50);
+  EXPECT_EQ(progress.position, 50);
+}
