@@ -181,13 +181,17 @@ void ResolveSettingsPaths(AMSettings& st, const std::string& settings_path) {
   st.noise.out_path = Resolve(settings_path, st.noise.out_path);
 }
 
-std::vector<ATaskOutcome> RunTasks(const AMSettings& settings, const std::vector<int>& tasks,
+std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
                                    MessageSink& messages, const std::function<void(const ATaskOutcome&)>& report) {
   std::vector<ATaskOutcome> done;
-  AMSettings st = settings;
-  std::string last_output;  // a task without an input file takes the previous task's output
+  std::string last_output;
+  // Empty inputs stand for the previous task's output, also for the test whether they open.
+  auto input = [&](const std::string& p) { return p.empty() ? last_output : Resolve(settings_path, p); };
   for (int t : tasks) {
+    AMSettings st;
+    LoadSettings(ini, st, [&](const std::string& p) { return UVXFileOpens(input(p)); });
+    ResolveSettingsPaths(st, settings_path);
     ATaskOutcome o;
     switch (t) {
       case 1: o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages); break;

@@ -36,9 +36,12 @@ ATaskOutcome RunTask4(const AMSettings& settings, ProgressSink* progress, StopFl
 // Paths in a settings file that are not absolute are taken relative to the settings file's folder.
 void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path);
 
-// Runs the chosen tasks (1..4) in order, stopping at the first that fails or is stopped. `report`
-// is called after each task.
-std::vector<ATaskOutcome> RunTasks(const AMSettings& settings, const std::vector<int>& tasks,
+// Runs the chosen tasks (1..4) of a settings file in order, stopping at the first that fails or
+// is stopped; `report` is called after each task. Each task's settings are read from `ini` just
+// before it runs, so the telescope lists of tasks 3 and 4 are loaded when their input file opens
+// at that moment (an earlier task of the same run may have written it). Paths are relative to
+// `settings_path`'s folder; a task whose input file is empty takes the previous task's output.
+std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
                                    MessageSink& messages,
                                    const std::function<void(const ATaskOutcome&)>& report = {});

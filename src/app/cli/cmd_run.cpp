@@ -45,12 +45,6 @@ int Run(const RunArgs& args) {
     std::fprintf(stderr, "%s: %s: cannot read the settings file\n", kMe, path.c_str());
     return 2;
   }
-  // Relative paths in the file are relative to the file, also for the test whether the input of
-  // tasks 3 and 4 opens (their telescope lists are loaded only then).
-  AMSettings resolved;
-  LoadSettings(ini, resolved, [&](const std::string& p) { return UVXFileOpens(p.empty() ? p : ResolveOutputPath(path, p)); });
-  ResolveSettingsPaths(resolved, path);
-
   StopFlag stop{0};
   InterruptStop interrupt(stop);
   TerminalMessages messages;
@@ -58,7 +52,7 @@ int Run(const RunArgs& args) {
   std::vector<ATaskOutcome> outcomes;
   {
     TerminalProgress progress;
-    outcomes = RunTasks(resolved, tasks, base, &progress, &stop, messages, [&](const ATaskOutcome& o) {
+    outcomes = RunTasks(ini, path, tasks, base, &progress, &stop, messages, [&](const ATaskOutcome& o) {
       progress.Finish();
       if (!args.json && o.ok) std::printf("Task %d: %s -> %s\n", o.task, o.summary.c_str(), o.output.c_str());
     });
