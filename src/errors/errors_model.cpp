@@ -47,6 +47,8 @@ int AMErrorsModel::Init(const AMTlscErrors& tlscs, const AMErrorsSetup& setup, c
   // The reference frequency f0 is channel 0 of IF 0; with more than one channel, channel 0 of the
   // record's own IF. With one channel every IF is thus referred to the first IF.
   const int sels = fq.GetFreqSels() > 0 ? fq.GetFreqSels() : 1;
+  if (std::uint64_t(sels) * std::uint64_t(n_if) * std::uint64_t(n_channels) > (std::uint64_t{1} << 26))
+    return fail("the frequency set-up is too large (frequency selections x IFs x channels)");
   df_.assign(std::size_t(sels) * std::size_t(n_if) * std::size_t(n_channels), 0.0);
   for (int s = 0; s < fq.GetFreqSels(); ++s)
     for (int i = 0; i < n_if; ++i) {
@@ -55,17 +57,13 @@ int AMErrorsModel::Init(const AMTlscErrors& tlscs, const AMErrorsSetup& setup, c
         df_[(std::size_t(s) * std::size_t(n_if) + std::size_t(i)) * std::size_t(n_channels) + std::size_t(c)] =
             fq.GetFreq(s, i, c) - f0;
     }
-  // IFs whose df rows are equal (equal channel widths) turn by the same phases: computed once.
+  // IFs whose df row equals IF 0's (equal channel widths) turn by IF 0's phases: computed once.
   same_as_.assign(std::size_t(sels) * std::size_t(n_if), 0);
   for (int s = 0; s < sels; ++s)
     for (int i = 0; i < n_if; ++i) {
-      int src = i;
-      for (int j = 0; j < i && src == i; ++j) {
-        bool equal = true;
-        for (int c = 0; c < n_channels && equal; ++c) equal = FreqOffset(s, i, c) == FreqOffset(s, j, c);
-        if (equal) src = j;
-      }
-      same_as_[std::size_t(s) * std::size_t(n_if) + std::size_t(i)] = src;
+      bool equal = true;
+      for (int c = 0; c < n_channels && equal; ++c) equal = FreqOffset(s, i, c) == FreqOffset(s, 0, c);
+      same_as_[std::size_t(s) * std::size_t(n_if) + std::size_t(i)] = equal ? 0 : i;
     }
   turn_.assign(2 * std::size_t(n_if) * std::size_t(n_channels), 0.0);
   // A group whose frequency set-up id is not in the table uses the first selection.

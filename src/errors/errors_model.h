@@ -88,7 +88,7 @@ class AMErrorsModel {
   ATlscLookup lookup_;
   int sel_of_id_[256] = {};           // frequency selection index of a group's freq_id (+128)
   std::vector<double> df_;            // [sel][if][channel]
-  std::vector<int> same_as_;          // [sel][if]: the first IF with the same df row (phases reused)
+  std::vector<int> same_as_;          // [sel][if]: 0 when the df row is IF 0's (phases reused), else if
   std::vector<double> turn_;          // per record: cos, sin of IF i, channel c at 2 (i n_ch + c)
   int n_if_ = 0, n_channels_ = 0;
   AMGaussGen gen_;

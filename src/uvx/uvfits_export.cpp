@@ -137,7 +137,8 @@ void WritePrimaryHeader(fitsfile* f, AUVXFile& in, const std::vector<Param>& par
 
 // The group block: every UVX record becomes PCOUNT parameters and the visibility words, in
 // big-endian order. UVX entry order (IF, channel, Stokes, then re/im/weight) is the FITS order.
-int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, ProgressSink* progress, StopFlag* stop, std::string& error) {
+int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, bool unit_weights, ProgressSink* progress, StopFlag* stop,
+                std::string& error) {
   const AUVXHeader& h = in.Header();
   const std::int64_t rec = in.RecordBytes(), vis_words = in.VisBytes() / 4;
   const int pcount = freqsel ? 8 : 7;
@@ -164,6 +165,8 @@ int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, ProgressSink* progress,
                           float(h.time_step_s), float(g.freq_id)};
       for (int k = 0; k < pcount; ++k) PutBigFloat(o + 4 * k, p[k]);
       SwapWords(r + AUVXGroup::kBytes, o + 4 * pcount, std::size_t(vis_words));
+      if (unit_weights)
+        for (std::int64_t w = 2; w < vis_words; w += 3) PutBigFloat(o + 4 * (pcount + w), 1.0f);
     }
     if (ffmbyt(f, data + first * group_bytes, 1 /* IGNORE_EOF */, &st) || ffpbyt(f, n * group_bytes, dst.data(), &st))
       return error = FitsError(st), 0;
@@ -175,7 +178,7 @@ int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, ProgressSink* progress,
 }  // namespace
 
 int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, ProgressSink* progress, StopFlag* stop,
-                 MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary) {
+                 MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary, UVFitsWeights weights) {
   AUVXFile in;
   if (!in.Open(uvx_path, AUVXFile::modeRead)) return error = in.Error(), 0;
   if (!CheckExportable(in, error)) return 0;
@@ -196,7 +199,10 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
   FitsPtr f(raw);
   WritePrimaryHeader(f.get(), in, params, &st);
   if (st) return error = FitsError(st), 0;
-  if (!WriteGroups(f.get(), in, freqsel, progress, stop, error)) return 0;
+  const bool unit_weights = weights == UVFitsWeights::Unit ||
+                            (weights == UVFitsWeights::Auto && h.extremes.has_vis() && h.extremes.weight_max <= 0.0 &&
+                             h.extremes.weight_min >= 0.0);
+  if (!WriteGroups(f.get(), in, freqsel, unit_weights, progress, stop, error)) return 0;
 
   AUVXTable an = AntennaTable(*in.GetTable("AN"), h);
   WriteFitsTable(f.get(), an, kAntennaExt, &st);
@@ -215,6 +221,7 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
     summary->telescopes = an.n_rows;
     summary->n_if = in.NIF(), summary->n_channels = in.NChannels(), summary->n_stokes = in.NStokes();
     summary->freq_setups = fq->n_rows;
+    summary->unit_weights = unit_weights;
     summary->bytes = std::int64_t(std::filesystem::file_size(fits_path, ec));
   }
   return 1;

@@ -14,11 +14,19 @@ struct UVFitsSummary {
   int n_if = 0, n_channels = 0, n_stokes = 0;
   int freq_setups = 0;
   std::int64_t bytes = 0;  // size of the file written
+  bool unit_weights = false;  // export: the weights were written as 1
 };
+
+// Weights of an export. Every task of a simulation keeps the weights of the empty file of task 1,
+// which are 0, and the tools that read UVFITS flag data of weight 0 or less. Auto therefore writes
+// 1 for every weight when the file's header says that all its weights are 0, and the weights as
+// stored otherwise.
+enum class UVFitsWeights { Auto, AsStored, Unit };
 
 // Writes `fits_path` from the UVX file `uvx_path`, streaming block by block; the output appears
 // only when complete (written beside it as "<fits_path>.part", then renamed). Returns non-zero on
 // success; otherwise `error` says what was wrong, in one line, and no output remains (also when
 // `stop` was raised: error "stopped").
 int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, ProgressSink* progress, StopFlag* stop,
-                 MessageSink* messages, std::string& error, UVFitsSummary* summary = nullptr);
+                 MessageSink* messages, std::string& error, UVFitsSummary* summary = nullptr,
+                 UVFitsWeights weights = UVFitsWeights::Auto);

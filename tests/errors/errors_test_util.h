@@ -26,6 +26,7 @@ struct TestFileShape {
   double start_time_s = 3600.0;            // header time, seconds from 0h
   std::vector<double> if_offsets_hz = {0.0, 8.0e6};
   double channel_width_hz = 1.0e6;
+  std::vector<double> channel_widths_hz;   // per IF; empty: channel_width_hz for every IF
   int n_telescopes = 3;                    // AN rows NOSTA 1..n, names T1, T2, ...
   std::vector<TestRecord> records;
   // Value of entry e of record g (default: a non-trivial pattern with weights).
@@ -39,7 +40,8 @@ inline AMatrix<AUVXFqTblItem> TestFqMatrix(const TestFileShape& s) {
   AMatrix<AUVXFqTblItem> m(1, std::uint32_t(n));
   for (int i = 0; i < n; ++i)
     m(0, std::uint32_t(i)) = {i < int(s.if_offsets_hz.size()) ? s.if_offsets_hz[std::size_t(i)] : 0.0,
-                              s.channel_width_hz};
+                              i < int(s.channel_widths_hz.size()) ? s.channel_widths_hz[std::size_t(i)]
+                                                                  : s.channel_width_hz};
   return m;
 }
 

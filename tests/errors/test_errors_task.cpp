@@ -139,73 +139,86 @@ std::string Bytes(const std::string& path) { return ReadAll(path); }
 }  // namespace
 
 TEST(ErrorsTask, OnePassEqualsPlainReferenceRecordByRecord) {
-  TempDir dir;
-  const std::string in = dir.File("gappy.uvx"), out = dir.File("gappy_e.uvx");
-  const TestFileShape shape = GappyFile();
-  WriteTestFile(in, shape);
-  AMErrorsParams p;
-  p.in_path = in;
-  p.out_path = out;
-  p.tlscs = GappyList();
-  p.has_interval = true;
-  p.start_s = 3600.0 + 15.0;  // seconds from 0h; the file starts at 3600
-  p.stop_s = 3600.0 + 330.0;
-  p.segment_s = 100.0;
-  p.rng_start = 20240611u;
-  MessageRecorder messages;
-  ProgressRecorder progress;
-  std::string error;
-  std::uint32_t used = 0;
-  AMCopyStats stats;
-  ASSERT_TRUE(RunErrorsTask(p, &progress, nullptr, messages, &error, &used, &stats)) << error;
-  EXPECT_EQ(used, 20240611u);
-  EXPECT_EQ(stats.out_path, out);
-  EXPECT_EQ(progress.position, std::int64_t(shape.records.size()));
-  ASSERT_FALSE(progress.texts.empty());
-  EXPECT_EQ(progress.texts.front(), msg::kTaskErrors);
-
-  TestFileData expect = ReadTestFile(in);
-  ReferenceRun ref{p.tlscs};
-  ref.start = p.start_s;
-  ref.stop = p.stop_s;
-  ref.segment = p.segment_s;
-  ref.offset = 3600.0;
-  ref.rng_start = 20240611u;
-  ref.Apply(TestFqTable(shape), expect);
-  const TestFileData got = ReadTestFile(out);
-  ASSERT_EQ(got.groups.size(), expect.groups.size());
-  int changed = 0;
-  const TestFileData orig = ReadTestFile(in);
-  for (std::size_t g = 0; g < got.groups.size(); ++g) {
-    EXPECT_EQ(std::memcmp(&got.groups[g], &expect.groups[g], sizeof(AUVXGroup)), 0) << g;
-    for (int e = 0; e < got.vis[g].Count(); ++e) {
-      const AUVXVisEntry& a = got.vis[g].entries[e];
-      const AUVXVisEntry& b = expect.vis[g].entries[e];
-      const double tol = 1e-6 * std::max(1.0, AUVXComplex(b).ampl());
-      ASSERT_NEAR(a.re, b.re, tol) << "record " << g << " entry " << e;
-      ASSERT_NEAR(a.im, b.im, tol) << "record " << g << " entry " << e;
-      ASSERT_EQ(a.weight, b.weight);
+  // Two IFs of equal channel widths (the second IF's phases are IF 0's), then three IFs of
+  // different widths (every IF computed).
+  for (int layout = 0; layout < 2; ++layout) {
+    SCOPED_TRACE(layout == 0 ? "equal channel widths" : "different channel widths");
+    TempDir dir;
+    const std::string in = dir.File("gappy.uvx"), out = dir.File("gappy_e.uvx");
+    TestFileShape shape = GappyFile();
+    if (layout == 1) {
+      shape.n_if = 3;
+      shape.if_offsets_hz = {0.0, 8e6, 20e6};
+      shape.channel_widths_hz = {1e6, 2e6, 0.5e6};
     }
-    if (std::memcmp(got.vis[g].entries.data, orig.vis[g].entries.data, std::size_t(got.vis[g].Bytes())) != 0) ++changed;
+    WriteTestFile(in, shape);
+    AMErrorsParams p;
+    p.in_path = in;
+    p.out_path = out;
+    p.tlscs = GappyList();
+    p.has_interval = true;
+    p.start_s = 3600.0 + 15.0;  // seconds from 0h; the file starts at 3600
+    p.stop_s = 3600.0 + 330.0;
+    p.segment_s = 100.0;
+    p.rng_start = 20240611u;
+    MessageRecorder messages;
+    ProgressRecorder progress;
+    std::string error;
+    std::uint32_t used = 0;
+    AMCopyStats stats;
+    ASSERT_TRUE(RunErrorsTask(p, &progress, nullptr, messages, &error, &used, &stats)) << error;
+    EXPECT_EQ(used, 20240611u);
+    EXPECT_EQ(stats.out_path, out);
+    EXPECT_EQ(progress.position, std::int64_t(shape.records.size()));
+    ASSERT_FALSE(progress.texts.empty());
+    EXPECT_EQ(progress.texts.front(), msg::kTaskErrors);
+
+    TestFileData expect = ReadTestFile(in);
+    ReferenceRun ref{p.tlscs};
+    ref.start = p.start_s;
+    ref.stop = p.stop_s;
+    ref.segment = p.segment_s;
+    ref.offset = 3600.0;
+    ref.rng_start = 20240611u;
+    ref.Apply(TestFqTable(shape), expect);
+    const TestFileData got = ReadTestFile(out);
+    ASSERT_EQ(got.groups.size(), expect.groups.size());
+    int changed = 0;
+    const TestFileData orig = ReadTestFile(in);
+    for (std::size_t g = 0; g < got.groups.size(); ++g) {
+      EXPECT_EQ(std::memcmp(&got.groups[g], &expect.groups[g], sizeof(AUVXGroup)), 0) << g;
+      for (int e = 0; e < got.vis[g].Count(); ++e) {
+        const AUVXVisEntry& a = got.vis[g].entries[e];
+        const AUVXVisEntry& b = expect.vis[g].entries[e];
+        const double tol = 1e-6 * std::max(1.0, AUVXComplex(b).ampl());
+        ASSERT_NEAR(a.re, b.re, tol) << "record " << g << " entry " << e;
+        ASSERT_NEAR(a.im, b.im, tol) << "record " << g << " entry " << e;
+        ASSERT_EQ(a.weight, b.weight);
+      }
+      const std::size_t bytes = std::size_t(got.vis[g].Bytes());
+      if (std::memcmp(got.vis[g].entries.data, orig.vis[g].entries.data, bytes) != 0) ++changed;
+    }
+    // Telescope 4 is not listed: its records stay, and the message comes once with their count.
+    EXPECT_EQ(stats.unchanged_missing, ref.missing);
+    EXPECT_GT(ref.missing, 0);
+    // Records before the interval start (t = 3600, 3610) are turned with dt < 0; t0 is shown once.
+    EXPECT_GT(ref.early, 0);
+    ASSERT_EQ(messages.shown.size(), 2u);
+    EXPECT_EQ(messages.shown[0],
+              "index telescope not found (" + std::to_string(ref.missing) + " records left unchanged)");
+    EXPECT_EQ(messages.shown[1],
+              "3.61500E+03 (" + std::to_string(ref.early) + " records before the start of their interval)");
+    EXPECT_EQ(ref.first_early_t0, 3615.0);
+    // Records outside [start, stop] and those of telescope 4 are the only unchanged ones.
+    EXPECT_GT(changed, 0);
+    EXPECT_LT(changed, int(got.groups.size()) - ref.missing);
+    // Tables carried over.
+    AUVXFile fo;
+    ASSERT_TRUE(fo.Open(out, AUVXFile::modeRead)) << fo.Error();
+    ASSERT_NE(fo.GetTable("AN"), nullptr);
+    ASSERT_NE(fo.GetTable("FQ"), nullptr);
+    EXPECT_FALSE(std::filesystem::exists(AMCopyTaskFiles::TempPath(out)));
   }
-  // Telescope 4 is not listed: its records stay, and the message comes once with their count.
-  EXPECT_EQ(stats.unchanged_missing, ref.missing);
-  EXPECT_GT(ref.missing, 0);
-  // Records before the interval start (t = 3600, 3610) are turned with dt < 0; t0 is shown once.
-  EXPECT_GT(ref.early, 0);
-  ASSERT_EQ(messages.shown.size(), 2u);
-  EXPECT_EQ(messages.shown[0], "index telescope not found (" + std::to_string(ref.missing) + " records left unchanged)");
-  EXPECT_EQ(messages.shown[1], "3.61500E+03 (" + std::to_string(ref.early) + " records before the start of their interval)");
-  EXPECT_EQ(ref.first_early_t0, 3615.0);
-  // Records outside [start, stop] and those of telescope 4 are the only unchanged ones.
-  EXPECT_GT(changed, 0);
-  EXPECT_LT(changed, int(got.groups.size()) - ref.missing);
-  // Tables carried over.
-  AUVXFile fo;
-  ASSERT_TRUE(fo.Open(out, AUVXFile::modeRead)) << fo.Error();
-  ASSERT_NE(fo.GetTable("AN"), nullptr);
-  ASSERT_NE(fo.GetTable("FQ"), nullptr);
-  EXPECT_FALSE(std::filesystem::exists(AMCopyTaskFiles::TempPath(out)));
 }
 
 TEST(ErrorsTask, SameStartValueSameBytesAndTheUsedValueRepeatsARun) {

@@ -221,6 +221,28 @@ TEST(UVFitsAstropy, CommandLineRoundTripOfATask1File) {
   EXPECT_EQ(tb[8].x, 0.0);
   for (const char* t : {"BL", "PS", "SU"}) EXPECT_EQ(fa.GetTable(t)->data, fb.GetTable(t)->data) << t;
 
+  // The file of task 1 itself has weight 0 everywhere, which the UVFITS readers take as flagged:
+  // by default its weights are written as 1, and "--weights stored" keeps them.
+  const std::string zero = dir.File("zero.uvx"), zf = dir.File("zero.uvfits"), back = dir.File("back.uvx");
+  ASSERT_EQ(RunShell(exe + " configure '" + std::string(QVL_EXAMPLES) + "/ground_space_3c345.json' -o '" + zero + "'").status, 0);
+  for (const char* mode : {"", " --weights stored"}) {
+    r = RunShell(exe + " export '" + zero + "' -o '" + zf + "' --json" + mode);
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find(*mode ? "\"unit_weights\": false" : "\"unit_weights\": true"), std::string::npos) << r.out;
+    std::filesystem::remove(back);
+    ASSERT_EQ(RunShell(exe + " import '" + zf + "' -o '" + back + "'").status, 0);
+    AUVXFile fz;
+    ASSERT_TRUE(fz.Open(back, AUVXFile::modeRead));
+    AUVXVisibility v(fz);
+    for (std::int64_t g : {std::int64_t{0}, fz.Groups() - 1}) {
+      ASSERT_TRUE(fz.SeekUVVis(g) && v.load(fz));
+      for (int e = 0; e < v.Count(); ++e) {
+        EXPECT_EQ(v.entries[e].weight, *mode ? 0.0f : 1.0f);
+        EXPECT_EQ(v.entries[e].re, 0.0f);
+      }
+    }
+  }
+
   // Errors: one line naming the file, non-zero status, no output.
   r = RunShell(exe + " import '" + a + "' -o '" + dir.File("c.uvx") + "'");
   EXPECT_EQ(r.status, 1);

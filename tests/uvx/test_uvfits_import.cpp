@@ -6,58 +6,13 @@
 #include <cmath>
 #include <memory>
 
-#include "uvfits_test_util.h"
+#include "uvfits_mini.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvfits_export.h"
 #include "uvx/uvfits_import.h"
 #include "uvx/uvfits_layout.h"
 
-namespace {
-
-constexpr double kJd0 = 2460384.5;  // 2024-03-15 0h UTC, the DATE-OBS of MiniUVFits
-
-// Parameters of group g of the mini files: baselines 1-2, 1-3, 2-3, times 675 s (2^-7 day, exact
-// in float32) apart from 6 h.
-constexpr double kStep = 675.0;
-double MiniParam(int g, const std::string& name, int occurrence) {
-  const int a1 = g % 3 == 2 ? 2 : 1, a2 = g % 3 == 0 ? 2 : 3;
-  const double days = (21600.0 + kStep * (g / 3)) / 86400.0;
-  if (name.rfind("UU", 0) == 0) return 1e-3 * (g + 1);
-  if (name.rfind("VV", 0) == 0) return -2e-3 * (g + 1);
-  if (name.rfind("WW", 0) == 0) return 5e-4 * (g + 1);
-  if (name == "DATE") return occurrence == 0 ? kJd0 + days : 0.0;
-  if (name == "BASELINE") return 256 * a1 + a2;
-  if (name == "ANTENNA1") return a1;
-  if (name == "ANTENNA2") return a2;
-  if (name == "SUBARRAY") return 1;
-  if (name == "FREQSEL") return 1;
-  if (name == "INTTIM") return kStep;
-  return 0;
-}
-
-MiniUVFits Mini() {
-  MiniUVFits m;
-  m.param = MiniParam;
-  m.pzero = {0, 0, 0, kJd0};  // the first DATE: days from 0h of DATE-OBS
-  return m;
-}
-
-std::string Import(const std::string& fits, const std::string& uvx, std::string& error) {
-  error.clear();
-  ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error);
-  return error;
-}
-
-// Imports and expects a refusal whose message holds `words`; nothing may be left behind.
-void ExpectRefused(const std::string& fits, const std::string& uvx, const std::string& words) {
-  std::string error;
-  EXPECT_FALSE(ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error));
-  EXPECT_NE(error.find(words), std::string::npos) << "message: " << error;
-  EXPECT_EQ(error.find('\n'), std::string::npos) << error;
-  EXPECT_TRUE(NoFileLeft(uvx));
-}
-
-}  // namespace
+using namespace uvfits_mini;
 
 TEST(UVFitsImport, RoundTripGivesBackGroupsVisibilitiesAndTables) {
   TempDir dir;
@@ -257,133 +212,6 @@ TEST(UVFitsImport, StationsTimesAndChannelsAreNormalised) {
   EXPECT_EQ(s[0].Name(), "MINI");
   EXPECT_EQ(s[0].ra_epo_deg, 10.0);
   EXPECT_EQ(s[0].dec_epo_deg, 20.0);
-}
-
-TEST(UVFitsImport, BadFilesGiveOneClearErrorAndNoOutput) {
-  TempDir dir;
-  const std::string fits = dir.File("bad.uvfits"), uvx = dir.File("out.uvx");
-  ExpectRefused(dir.File("missing.uvfits"), uvx, "cannot open");
-  WriteAllBytes(fits, "SIMPLE  = not really a FITS file\n");
-  ExpectRefused(fits, uvx, "not a FITS file");
-  {  // a FITS image
-    std::remove(fits.c_str());
-    fitsfile* f = nullptr;
-    int st = 0;
-    long naxes[2] = {4, 4};
-    fits_create_diskfile(&f, fits.c_str(), &st);
-    fits_create_img(f, FLOAT_IMG, 2, naxes, &st);
-    float zero[16] = {};
-    fits_write_img_flt(f, 1, 1, 16, zero, &st);
-    fits_close_file(f, &st);
-    ASSERT_EQ(st, 0);
-  }
-  ExpectRefused(fits, uvx, "not a random-groups UVFITS file");
-
-  MiniUVFits m = Mini();
-  m.params = {"VV", "WW", "DATE", "BASELINE"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no UU parameter");
-  m = Mini();
-  m.params = {"UU", "VV", "WW", "DATE", "ANTENNA1"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no BASELINE parameter");
-  m = Mini();
-  m.params = {"UU", "VV", "WW", "BASELINE"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no DATE parameter");
-
-  // Inconsistent axes.
-  m = Mini();
-  m.axes[4].length = 2;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 6 (RA) has length 2 (1 expected)");
-  m = Mini();
-  m.axes[0].length = 4;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 2 (COMPLEX) has length 4 (2 or 3 expected)");
-  m = Mini();
-  m.axes[1].crval = 1.0;  // codes 1, 0
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "is not a polarization code");
-  m = Mini();
-  m.axes[1].type = "POLAR";
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 3 (POLAR) of length 2 cannot be represented");
-  m = Mini();
-  m.axes[3].length = 2;  // two IFs, no FQ table
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "2 IFs but no AIPS FQ table");
-  m = Mini();
-  m.telescopes = 0;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no AIPS AN table");
-
-  // Truncated: in the groups, and in a table after them.
-  m = Mini();
-  m.Write(fits);
-  const std::string whole = ReadAll(fits);
-  const std::size_t data = whole.find("END     ") / 2880 * 2880 + 2880;
-  WriteAllBytes(fits, whole.substr(0, data + 100));
-  ExpectRefused(fits, uvx, "truncated: 5 groups");
-  WriteAllBytes(fits, whole.substr(0, whole.size() - 2880));
-  ExpectRefused(fits, uvx, "truncated: extension 1 (AIPS AN)");
-
-  // A header card damaged by hand: GROUPS = F.
-  std::string patched = whole;
-  ASSERT_TRUE(PatchCard(patched, "GROUPS", "GROUPS  =                    F"));
-  WriteAllBytes(fits, patched);
-  ExpectRefused(fits, uvx, "not a random-groups UVFITS file");
-}
-
-TEST(UVFitsImport, WhatAUVXFileCannotHoldIsRefused) {
-  TempDir dir;
-  const std::string fits = dir.File("m.uvfits"), uvx = dir.File("m.uvx");
-  MiniUVFits m = Mini();
-  m.telescopes = 256;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "256 telescopes in the AIPS AN table: a UVX file holds at most 255");
-
-  m = Mini();  // the 2048-based encoding of large telescope numbers
-  m.param = [](int g, const std::string& name, int occ) {
-    return name == "BASELINE" && g == 3 ? 65536.0 + 2048 * 1 + 300 : MiniParam(g, name, occ);
-  };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 4: telescope number 300 does not fit a UVX group (1..255)");
-
-  m = Mini();  // subarray 2 in the fraction of BASELINE
-  m.param = [](int g, const std::string& name, int occ) {
-    return name == "BASELINE" && g == 2 ? 256 * 2 + 3 + 0.01 : MiniParam(g, name, occ);
-  };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 3: subarray 2: a UVX file holds one array");
-
-  m = Mini();  // a SOURCE parameter that changes
-  m.params.push_back("SOURCE");
-  m.param = [](int g, const std::string& name, int occ) { return name == "SOURCE" ? 1 + g / 4 : MiniParam(g, name, occ); };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 5: source 2 after source 1: a UVX file holds one source");
-
-  m = Mini();  // two sources in the SU table
-  m.su = AUVXTable("SU", 0);
-  const int c_id = m.su.AddColumn("ID. NO.", "", "1J"), c_name = m.su.AddColumn("SOURCE", "", "16A");
-  for (int i = 0; i < 2; ++i) {
-    const int r = m.su.AddRow();
-    m.su.SetInt(r, c_id, i + 1);
-    m.su.SetChars(r, c_name, i ? "3C279" : "3C273");
-  }
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "2 sources in the AIPS SU table: a UVX file holds one source");
-
-  m = Mini();  // a second AN table
-  m.an_tables = 2;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "several AIPS AN tables (subarrays)");
-
-  m = Mini();  // FREQSEL beyond what a group's byte holds
-  m.params.push_back("FREQSEL");
-  m.param = [](int g, const std::string& name, int occ) { return name == "FREQSEL" ? 200.0 : MiniParam(g, name, occ); };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "FREQSEL 200 does not fit a UVX group");
 }
 
 TEST(UVFitsImport, StopLeavesNoFileAndProgressReachesTheEnd) {

@@ -159,10 +159,13 @@ inline void FillSampleVisibilities(const std::string& path) {
   AUVXFile f;
   ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate)) << f.Error();
   AUVXVisibility v(f);
+  AUVXHeader h = f.Header();  // the extremes follow the data, as every writer keeps them
   for (std::int64_t g = 0; g < f.Groups(); ++g) {
     for (int e = 0; e < v.Count(); ++e) v.entries[e] = SampleEntry(int(g), e);
     ASSERT_TRUE(f.SeekUVVis(g) && v.store(f));
+    v.check(h.extremes);
   }
+  ASSERT_TRUE(f.Write(h));
   ASSERT_TRUE(f.Close()) << f.Error();
 }
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <functional>
 #include <string>
 
 #include "app/cli/commands.h"
@@ -15,6 +16,7 @@ namespace {
 struct UVFitsArgs {
   std::string input;
   std::string output;
+  std::string weights = "auto";
   bool json = false;
 };
 
@@ -26,8 +28,8 @@ std::string DefaultOutput(const std::string& input, const char* ext) {
   return (has_ext ? input.substr(0, dot) : input) + ext;
 }
 
-using Runner = int (*)(const std::string&, const std::string&, ProgressSink*, StopFlag*, MessageSink*, std::string&,
-                       UVFitsSummary*);
+using Runner = std::function<int(const std::string&, const std::string&, ProgressSink*, StopFlag*, MessageSink*,
+                                 std::string&, UVFitsSummary*)>;
 
 int RunConversion(const char* me, const UVFitsArgs& args, const char* ext, Runner run) {
   const std::string out = args.output.empty() ? DefaultOutput(args.input, ext) : args.output;
@@ -58,13 +60,14 @@ int RunConversion(const char* me, const UVFitsArgs& args, const char* ext, Runne
                               {"groups", summary.groups},      {"telescopes", summary.telescopes},
                               {"n_if", summary.n_if},          {"n_channels", summary.n_channels},
                               {"n_stokes", summary.n_stokes},  {"frequency_setups", summary.freq_setups},
-                              {"bytes", summary.bytes}};
+                              {"bytes", summary.bytes},        {"unit_weights", summary.unit_weights}};
     std::printf("%s\n", j.dump(2).c_str());
   } else {
     std::printf("Groups:       %lld\n", static_cast<long long>(summary.groups));
     std::printf("Telescopes:   %d\n", summary.telescopes);
     std::printf("IFs x channels x Stokes: %d x %d x %d, %d frequency set-up(s)\n", summary.n_if, summary.n_channels,
                 summary.n_stokes, summary.freq_setups);
+    if (summary.unit_weights) std::printf("Weights:      all 0 in the UVX file, written as 1 (--weights stored keeps them)\n");
     std::printf("Written:      %s (%lld bytes)\n", out.c_str(), static_cast<long long>(summary.bytes));
   }
   return 0;
@@ -83,9 +86,23 @@ CLI::App* AddConversion(CLI::App& app, const char* name, const char* help, const
 
 void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
   auto ex = std::make_shared<UVFitsArgs>();
-  AddConversion(app, "export", "Write a UVX file as UVFITS (AIPS random groups with AN, FQ, SU tables)", "UVX file",
-                "Output UVFITS file (default: the input with .uvfits)", ex)
-      ->callback([ex, &ctx] { ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits", ExportUVFITS); });
+  CLI::App* export_cmd =
+      AddConversion(app, "export", "Write a UVX file as UVFITS (AIPS random groups with AN, FQ, SU tables)", "UVX file",
+                    "Output UVFITS file (default: the input with .uvfits)", ex);
+  export_cmd
+      ->add_option("--weights", ex->weights,
+                   "auto (default: 1 when every weight of the file is 0, else as stored), stored, or unit (all 1)")
+      ->check(CLI::IsMember({"auto", "stored", "unit"}));
+  export_cmd->callback([ex, &ctx] {
+    const UVFitsWeights w = ex->weights == "unit"     ? UVFitsWeights::Unit
+                            : ex->weights == "stored" ? UVFitsWeights::AsStored
+                                                      : UVFitsWeights::Auto;
+    ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits",
+                                  [w](const std::string& in, const std::string& out, ProgressSink* p, StopFlag* s,
+                                      MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                    return ExportUVFITS(in, out, p, s, m, e, sum, w);
+                                  });
+  });
   auto im = std::make_shared<UVFitsArgs>();
   AddConversion(app, "import", "Read a UVFITS file (AIPS, CASA, ours) into a UVX file", "UVFITS file",
                 "Output UVX file (default: the input with .uvx)", im)
