@@ -19,7 +19,7 @@
 inline constexpr double kInvLightSpeed = 3.3356409519815204e-09;  // s/m
 inline constexpr double kAuPerDayToC = 0.005787037037;
 inline constexpr double kRaTimeToRad = 7.27220521664304e-05;      // seconds of time -> radians
-inline constexpr double kArcsecToRad = 4.84813681109536e-06;
+inline constexpr double kDecArcsecToRad = 4.84813681109536e-06;  // the rounded constant of the UV plane
 inline constexpr double kSecondsToDays = 1.157407407e-05;
 
 struct ASampleFrame {

@@ -120,7 +120,7 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
 
   // 4. Source direction.
   const double ra_rad = obs.ra_time_s * kRaTimeToRad;
-  const double dec_rad = obs.dec_arcsec * kArcsecToRad;
+  const double dec_rad = obs.dec_arcsec * kDecArcsecToRad;
 
   // 5. Placeholder header, progress range.
   header_.groups = 0;

@@ -79,11 +79,11 @@ AUVXTable* MakeSourceTable(const AMObservation& obs, int freq_id, double bandwid
   t->SetChars(r, c_cal, "    ");
   t->SetDouble(r, c_bw, bandwidth_hz);
   t->SetDouble(r, c_raepo, obs.ra_time_s * kRaTimeToRad * kRadToDeg);
-  t->SetDouble(r, c_decepo, obs.dec_arcsec * kArcsecToRad * kRadToDeg);
+  t->SetDouble(r, c_decepo, obs.dec_arcsec * kDecArcsecToRad * kRadToDeg);
   t->SetDouble(r, c_epoch, 2000.0);
   ASampleFrame f;
   MakeSampleFrame(JulianDay(obs.day, obs.month, obs.year), 0.0, obs.ra_time_s * kRaTimeToRad,
-                  obs.dec_arcsec * kArcsecToRad, f);
+                  obs.dec_arcsec * kDecArcsecToRad, f);
   t->SetDouble(r, c_raapp, Degrees360(std::atan2(f.src[1], f.src[0])));
   t->SetDouble(r, c_decapp, std::atan2(f.src[2], std::hypot(f.src[0], f.src[1])) * kRadToDeg);
   for (int k = 0; k < n_if; ++k) t->SetDouble(r, c_rest, obs.freq.ref_freq_hz, k);

@@ -98,7 +98,7 @@ TEST_F(UVPlaneRules, SamplesPairsAndFileLayout) {
   // Each record is the difference of the two stations' (u, v, w), the stations taken as
   // (X, -Y, Z) of their catalogue records.
   ASampleFrame f;
-  MakeSampleFrame(JulianDay(15, 3, 2024), 1130.0, obs.ra_time_s * kRaTimeToRad, obs.dec_arcsec * kArcsecToRad, f);
+  MakeSampleFrame(JulianDay(15, 3, 2024), 1130.0, obs.ra_time_s * kRaTimeToRad, obs.dec_arcsec * kDecArcsecToRad, f);
   AMXYZ a, b;
   GroundUVW(f, {-5464074.944, -2495249.079, 2148296.797}, {}, 0, 180, a);  // MK
   GroundUVW(f, {4033921.036, 486929.425, 4900366.871}, {}, 0, 180, b);     // EF
@@ -237,7 +237,7 @@ TEST_F(UVPlaneRules, OrbitFilesAndElements) {
   EXPECT_EQ(plane.SeenSamples()[5], 6);
   // At t = 20 s the orbit-file telescope is at (100200, 20000, 30000) km in the GCRS.
   ASampleFrame f;
-  MakeSampleFrame(JulianDay(15, 3, 2024), 20.0, obs.ra_time_s * kRaTimeToRad, obs.dec_arcsec * kArcsecToRad, f);
+  MakeSampleFrame(JulianDay(15, 3, 2024), 20.0, obs.ra_time_s * kRaTimeToRad, obs.dec_arcsec * kDecArcsecToRad, f);
   const AMXYZ sat = InertialUVW(f, {100200e3, 20000e3, 30000e3});
   const AMXYZ kep_uvw = InertialUVW(f, [&] {
     const AMXYZ km = TwoBodyPositionKm(elements, f.jd_utc);

@@ -8,6 +8,7 @@
 
 #include "app/cli/commands.h"
 #include "app/cli/terminal.h"
+#include "app/task_runner.h"
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
@@ -31,32 +32,6 @@ struct ConfigureArgs {
   bool keep_uv = false;
   bool json = false;
 };
-
-bool IsJsonPath(const std::string& path) {
-  const std::string name = getfName(path);
-  const auto dot = name.find_last_of('.');
-  return dot != std::string::npos && toUpper(name.substr(dot)) == ".JSON";
-}
-
-int LoadObservationAny(const std::string& path, const std::string& base, AMObservation& obs, std::string& error) {
-  if (IsJsonPath(path)) {
-    std::ifstream in(path);
-    if (!in) return error = "cannot open the file", 0;
-    nlohmann::json j;
-    try {
-      in >> j;
-    } catch (const nlohmann::json::exception& e) {
-      return error = std::string("not valid JSON (") + e.what() + ")", 0;
-    }
-    AMTlscCatalog cat;
-    LoadTelescopeFile(BaseFolder(base) + kTelescopesFileName, cat);
-    return ObservationFromJson(j, obs, error, &cat);
-  }
-  AFile f;
-  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
-  if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
-  return 1;
-}
 
 nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
   nlohmann::json j;
@@ -111,7 +86,7 @@ int RunConfigure(const ConfigureArgs& args) {
   const char* me = "qvlmodel configure";
   AMObservation obs(BaseFolder(args.base));
   std::string error;
-  if (!LoadObservationAny(args.file, args.base, obs, error)) {
+  if (!LoadObservationAny(args.file, BaseFolder(args.base), obs, error)) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), error.c_str());
     return 2;
   }
