@@ -14,6 +14,9 @@
 //    travel taken as 500 s) and is then turned into the frame of date.
 // Everything that is the same for all telescopes is computed once per sample in ASampleFrame.
 
+#include <climits>
+#include <cstdint>
+
 #include "coverage/orbits.h"
 
 inline constexpr double kInvLightSpeed = 3.3356409519815204e-09;  // s/m
@@ -35,6 +38,32 @@ struct ASampleFrame {
 // Geometry at the instant jd0_utc + t_s * 1.157407407e-05 for the source at the J2000 direction
 // (ra_rad, dec_rad). jd0_utc is the observation date at 0h UTC, t_s seconds from it.
 void MakeSampleFrame(double jd0_utc, double t_s, double ra_rad, double dec_rad, ASampleFrame& frame);
+
+// Frames for the many samples of one run. The parts that change slowly (the precession-nutation
+// matrix, the equation of the origins, the apparent direction of the source) are computed exactly
+// at knots every `knot_s` seconds and interpolated linearly between them; the Earth rotation angle
+// is exact at every sample, so the sidereal time is ERA - EO as in MakeSampleFrame. Over 600 s the
+// interpolation error of the matrix is below 1e-12 rad (0.01 mm at 10 000 km); the tests compare
+// the series with MakeSampleFrame over a day. Knots are kept for the last two knot times, so
+// times asked in increasing order compute each knot once.
+class ASampleFrameSeries {
+ public:
+  ASampleFrameSeries(double jd0_utc, double ra_rad, double dec_rad, double knot_s = 600.0);
+  void Frame(double t_s, ASampleFrame& frame);
+
+ private:
+  struct Knot {
+    std::int64_t index = INT64_MIN;
+    double tt_minus_utc_days = 0;
+    double npb[3][3];
+    double eo = 0;      // equation of the origins, radians
+    double src[3];      // apparent unit vector of the source, of date
+  };
+  const Knot& KnotAt(std::int64_t index);
+
+  double jd0_, ra_, dec_, knot_s_;
+  Knot knots_[2];
+};
 
 // (u, v, w) in seconds of light travel of a position (x', y', z') already in the frame of date:
 // u = (cos a y' - sin a x')/c, v = (cos d z' - sin d (sin a y' + cos a x'))/c,

@@ -162,6 +162,7 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
   bool first_record = true;
   double t_last = -1.0;
   ASampleFrame frame;
+  ASampleFrameSeries frames(jd0, ra_rad, dec_rad);
   AUVXMinMax& mm = header_.extremes;
 
   for (int k = 0; k < n_intervals; ++k) {
@@ -174,7 +175,7 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
       }
       if (!(t - t_last >= step)) continue;
       if (progress) progress->SetPos(static_cast<std::int64_t>(t - first_start));
-      MakeSampleFrame(jd0, t, ra_rad, dec_rad, frame);
+      frames.Frame(t, frame);
       ++samples_;
 
       for (int i = 0; i < n; ++i) {

@@ -129,5 +129,7 @@ std::string AStokesItem::asShortString() const {
   static const char* const kNegative[] = {"RR", "LL", "RL", "LR", "XX", "YY", "XY", "YX"};
   if (code >= 1 && code <= 4) return kPositive[code - 1];
   if (code <= -1 && code >= -8) return kNegative[-code - 1];
-  return "?" + std::to_string(code);
+  std::string unknown = "?";  // appended, not "?" + ...: GCC 12 warns wrongly on that form
+  unknown += std::to_string(code);
+  return unknown;
 }

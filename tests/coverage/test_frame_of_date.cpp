@@ -201,3 +201,46 @@ TEST(SampleFrame, TimeScalesAndStationMotion) {
 }
 
 }  // namespace
+
+// The interpolated frames of a run against the exact ones over more than a day, in steps that are
+// not a divisor of the knot spacing, and once backwards (the knots are computed again).
+// On an ordinary day the difference is micrometres on the ground and below a millimetre at
+// 300 000 km. On a day that ends with a leap second the exact frames jump by the one second of
+// TT (1e-11 rad of precession) at midnight, which the knots spread over ten minutes: below 1 cm.
+TEST(SampleFrameSeries, MatchesTheExactFrames) {
+  struct Day {
+    int d, m, y;
+    double ground_s, orbit_s, gast_rad;
+  } days[] = {{14, 3, 2026, 1e-14, 2e-12, 3e-12}, {31, 12, 2016, 1e-12, 3e-11, 2e-11}};
+  for (const Day& day : days) {
+    SCOPED_TRACE(day.y);
+    const double jd0 = JulianDay(day.d, day.m, day.y);
+    const double ra = 3.7, dec = -0.45;
+    ASampleFrameSeries series(jd0, ra, dec);
+    const AMXYZ station{4075539.5, -931735.3, 4801629.4};  // Effelsberg, (X, -Y, Z) of the catalogue
+    const AMXYZ orbit{150e6, -260e6, 90e6};                  // 300 000 km out, metres
+    double worst_ground = 0, worst_orbit = 0, worst_gast = 0;
+    std::vector<double> times;
+    for (double t = 0; t <= 93000; t += 37.0) times.push_back(t);
+    times.push_back(12000.5);
+    for (double t : times) {
+      ASampleFrame exact, fast;
+      MakeSampleFrame(jd0, t, ra, dec, exact);
+      series.Frame(t, fast);
+      AMXYZ a, b;
+      GroundUVW(exact, station, {}, 0, 180, a);
+      GroundUVW(fast, station, {}, 0, 180, b);
+      worst_ground = std::max({worst_ground, std::fabs(a.x - b.x), std::fabs(a.y - b.y), std::fabs(a.z - b.z)});
+      a = InertialUVW(exact, orbit);
+      b = InertialUVW(fast, orbit);
+      worst_orbit = std::max({worst_orbit, std::fabs(a.x - b.x), std::fabs(a.y - b.y), std::fabs(a.z - b.z)});
+      worst_gast =
+          std::max(worst_gast, std::fabs(std::remainder(exact.gast_rad - fast.gast_rad, 2 * std::numbers::pi)));
+      EXPECT_EQ(exact.jd_utc, fast.jd_utc);
+    }
+    EXPECT_LT(worst_ground, day.ground_s);  // seconds of light travel: 1e-14 s is 3 micrometres
+    EXPECT_LT(worst_orbit, day.orbit_s);
+    EXPECT_LT(worst_gast, day.gast_rad);
+    EXPECT_GT(worst_orbit, 0.0);  // the series really interpolates
+  }
+}
