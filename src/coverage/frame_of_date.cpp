@@ -62,10 +62,11 @@ ASampleFrameSeries::ASampleFrameSeries(double jd0_utc, double ra_rad, double dec
 const ASampleFrameSeries::Knot& ASampleFrameSeries::KnotAt(std::int64_t index) {
   for (const Knot& k : knots_)
     if (k.index == index) return k;
-  // Replace the knot further from the one asked for.
-  Knot& k = std::llabs(knots_[0].index - index) > std::llabs(knots_[1].index - index) || knots_[0].index == INT64_MIN
-                ? knots_[0]
-                : knots_[1];
+  // An empty slot first, else the knot further from the one asked for.
+  auto distance = [index](const Knot& k) {
+    return k.index == INT64_MIN ? INT64_MAX : (k.index > index ? k.index - index : index - k.index);
+  };
+  Knot& k = distance(knots_[0]) >= distance(knots_[1]) ? knots_[0] : knots_[1];
   ASampleFrame exact;
   MakeSampleFrame(jd0_, double(index) * knot_s_, ra_, dec_, exact);
   k.index = index;
