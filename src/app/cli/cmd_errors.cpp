@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/cli/commands.h"
+#include "app/cli/copy_task_cli.h"
 #include "app/cli/terminal.h"
 #include "core/text.h"
 #include "errors/error_tables.h"
@@ -100,39 +101,21 @@ int RunErrors(const ErrorsArgs& args) {
     return 2;
   }
 
-  StopFlag stop{0};
-  InterruptStop interrupt(stop);
-  TerminalMessages messages(false);
-  std::uint32_t used = 0;
-  AMCopyStats stats;
-  const auto t0 = std::chrono::steady_clock::now();
-  int ok;
-  {
-    TerminalProgress progress;
-    ok = RunErrorsTask(p, &progress, &stop, messages, &error, &used, &stats);
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  std::fprintf(stderr, "%s: random start value %u (--seed %u repeats this run)\n", kMe, used, used);
-  if (!ok) {
-    std::fprintf(stderr, "%s: %s\n", kMe, error.c_str());
-    return StopRequested(&stop) ? 130 : 1;
-  }
+  CopyTaskRun run;
+  const int status = RunCopyTaskOnTerminal(
+      kMe,
+      [&](ProgressSink* progress, StopFlag* stop, MessageSink& messages, std::string* why, std::uint32_t* used,
+          AMCopyStats* stats) { return RunErrorsTask(p, progress, stop, messages, why, used, stats); },
+      run);
+  if (status) return status;
   if (args.json) {
-    const nlohmann::json j = {{"task", "errors"},
-                              {"input", p.in_path},
-                              {"output", stats.out_path},
-                              {"groups", stats.groups},
-                              {"unchanged_missing_telescope", stats.unchanged_missing},
-                              {"phase_errors", p.use_phase_err != 0},
-                              {"amplitude_errors", p.use_ampl_err != 0},
-                              {"telescopes", p.tlscs.GetSize()},
-                              {"rng_start", used},
-                              {"seconds", seconds}};
+    nlohmann::json j = CopyTaskJson("errors", p.in_path, run);
+    j["phase_errors"] = p.use_phase_err != 0;
+    j["amplitude_errors"] = p.use_ampl_err != 0;
+    j["telescopes"] = p.tlscs.GetSize();
     std::printf("%s\n", j.dump(2).c_str());
   } else {
-    std::printf("Written:      %s\n", stats.out_path.c_str());
-    std::printf("Records:      %lld (%lld left unchanged: telescope not in the table)\n", (long long)stats.groups,
-                (long long)stats.unchanged_missing);
+    PrintCopyTaskSummary(run);
   }
   return 0;
 }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/cli/commands.h"
+#include "app/cli/copy_task_cli.h"
 #include "app/cli/terminal.h"
 #include "errors/error_tables.h"
 #include "errors/noise_task.h"
@@ -82,41 +83,23 @@ int RunNoise(const NoiseArgs& args) {
     return 2;
   }
 
-  StopFlag stop{0};
-  InterruptStop interrupt(stop);
-  TerminalMessages messages(false);
-  std::uint32_t used = 0;
-  AMCopyStats stats;
-  const auto t0 = std::chrono::steady_clock::now();
-  int ok;
-  {
-    TerminalProgress progress;
-    ok = RunNoiseTask(p, &progress, &stop, messages, &error, &used, &stats);
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  std::fprintf(stderr, "%s: random start value %u (--seed %u repeats this run)\n", kMe, used, used);
-  if (!ok) {
-    std::fprintf(stderr, "%s: %s\n", kMe, error.c_str());
-    return StopRequested(&stop) ? 130 : 1;
-  }
+  CopyTaskRun run;
+  const int status = RunCopyTaskOnTerminal(
+      kMe,
+      [&](ProgressSink* progress, StopFlag* stop, MessageSink& messages, std::string* why, std::uint32_t* used,
+          AMCopyStats* stats) { return RunNoiseTask(p, progress, stop, messages, why, used, stats); },
+      run);
+  if (status) return status;
   if (args.json) {
-    const nlohmann::json j = {{"task", "noise"},
-                              {"input", p.in_path},
-                              {"output", stats.out_path},
-                              {"groups", stats.groups},
-                              {"unchanged_missing_telescope", stats.unchanged_missing},
-                              {"model", p.gaussian ? "gaussian" : "classic"},
-                              {"efficiency", p.gaussian ? nlohmann::json(p.efficiency) : nlohmann::json()},
-                              {"duration_s", p.sfd.duration_s},
-                              {"bandwidth_hz", p.sfd.bandwidth_hz},
-                              {"telescopes", p.sfd.items.GetSize()},
-                              {"rng_start", used},
-                              {"seconds", seconds}};
+    nlohmann::json j = CopyTaskJson("noise", p.in_path, run);
+    j["model"] = p.gaussian ? "gaussian" : "classic";
+    j["efficiency"] = p.gaussian ? nlohmann::json(p.efficiency) : nlohmann::json();
+    j["duration_s"] = p.sfd.duration_s;
+    j["bandwidth_hz"] = p.sfd.bandwidth_hz;
+    j["telescopes"] = p.sfd.items.GetSize();
     std::printf("%s\n", j.dump(2).c_str());
   } else {
-    std::printf("Written:      %s\n", stats.out_path.c_str());
-    std::printf("Records:      %lld (%lld left unchanged: telescope not in the table)\n", (long long)stats.groups,
-                (long long)stats.unchanged_missing);
+    PrintCopyTaskSummary(run);
     std::printf("Noise model:  %s\n", p.gaussian ? "Gaussian (real and imaginary parts)" : "classic (fixed amplitude)");
   }
   return 0;
