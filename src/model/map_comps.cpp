@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <atomic>
 
 namespace {
@@ -38,7 +39,7 @@ int AMapComps::FromMap(const AMatrix<float>& map, const TMinMax& range) {
   items_.RemoveAll();
   std::uint64_t n = 0;
   for (std::uint64_t i = 0; i < map.Elements(); ++i) n += map.data[i] != 0;
-  if (n == 0) return 0;
+  if (n == 0 || n > std::uint64_t(std::numeric_limits<int>::max())) return 0;  // none, or beyond an item array
   items_.SetSize(static_cast<int>(n));
   int k = 0;
   for (std::uint32_t r = 0; r < map.rows; ++r) {

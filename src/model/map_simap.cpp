@@ -88,7 +88,11 @@ int AMSIMap::Load(std::istream& in, std::string* error) {
     if (tokens.size() != c)
       return at(std::to_string(tokens.size()) + " values where " + std::to_string(c) + " were expected");
     for (std::uint32_t k = 0; k < c; ++k)
-      if (!ParseFloat(tokens[k], m(filled, k))) return at("'" + std::string(tokens[k]) + "' is not a finite number");
+      if (!ParseFloat(tokens[k], m(filled, k))) {
+        std::string what = "'";  // built by appending: GCC 12 warns wrongly on "'" + ...
+        what.append(tokens[k]).append("' is not a finite number");
+        return at(what);
+      }
     ++filled;
   }
   if (!have_shape) return Fail(error, "no \"SIMAP <rows> <columns>\" line");

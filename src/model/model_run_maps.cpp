@@ -40,8 +40,12 @@ int AMP2Work::RunMaps() {
     if (!LoadMapAny(model_.map_path, map, range, unit, &why)) {
       file.Close();
       discard();
-      return Fail(model_.map_path + ": " + why);
+      return Fail(why);  // names the map file already
     }
+    // A map in Jy/beam is summed as it stands: converting it to Jy/pixel needs the beam.
+    if (unit.find("BEAM") != std::string::npos || unit.find("beam") != std::string::npos)
+      messages_.Show(model_.map_path + ": the map is in " + unit +
+                     "; its pixels are summed as Jy per pixel (divide by the beam area in pixels first)");
     ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, model_.engine);
   } else {
     std::vector<std::string> maps;

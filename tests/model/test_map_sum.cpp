@@ -106,7 +106,7 @@ TEST(MapSum, FastEngineMatchesReferenceAndDoubleLoop) {
       const FastResult got = RunFast(sum, p);
       const double err = RelRms(got.re, got.im, want);
       EXPECT_LT(err, 1e-6) << c.rows << "x" << c.cols << " kernel " << int(k);
-      EXPECT_LT(err, 2e-7) << "(the error budget of float phasors and 128-pixel float sums)";
+      EXPECT_LT(err, 5e-7) << "(the error budget of float phasors and 128-pixel float sums)";
     }
     // The reference engine agrees with both, within its float accumulation.
     std::vector<double> rre, rim;
