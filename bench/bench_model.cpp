@@ -3,10 +3,18 @@
 
 #include <benchmark/benchmark.h>
 
+#include <tbb/global_control.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "model/comp_eval.h"
 #include "model/components.h"
+#include "model/model_run.h"
+#include "uvx/fq_table.h"
+#include "uvx/uvx_file.h"
 
 namespace {
 
@@ -85,6 +93,63 @@ void BM_VfromUV(benchmark::State& state) {
   state.SetLabel(CompTypeName(type));
 }
 BENCHMARK(BM_VfromUV)->Arg(1)->Arg(2)->Arg(3);
+
+// The whole task-2 run of a Gaussian model onto a UVX file (50 000 groups of 8 IFs x 16 channels
+// x 2 Stokes, fast mode), with 1 and 2 threads: the copy framework runs the pure per-group
+// computation over blocks of groups on every thread it is given.
+void BM_ModelTaskRun(benchmark::State& state) {
+  const int threads = static_cast<int>(state.range(0));
+  const auto dir = std::filesystem::temp_directory_path() / ("qvl_bench_model_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  const std::string in = (dir / "in.uvx").string(), out = (dir / "out.uvx").string();
+  constexpr int kRunGroups = 50000, kChannels = 16, kStokes = 2;
+  {
+    AUVXFile f;
+    f.Open(in, AUVXFile::modeCreate);
+    AUVXHeader h;
+    h.groups = kRunGroups;
+    h.n_if = kIFs;
+    h.n_channels = kChannels;
+    h.n_pol = kStokes;
+    h.ref_freq_hz = 4.8e9;
+    f.Write(h);
+    const Groups g = MakeGroups();
+    AUVXVisibility v(kIFs, kChannels, kStokes);
+    AUVXGroup grp;
+    grp.freq_id = 1;
+    f.SeekUVGroup(0);
+    for (int i = 0; i < kRunGroups; ++i) {
+      grp.u = float(g.u_s[std::size_t(i % kGroups)]);
+      grp.v = float(g.v_s[std::size_t(i % kGroups)]);
+      grp.store(f);
+      v.store(f);
+    }
+    AMatrix<AUVXFqTblItem> m(1, kIFs);
+    for (int k = 0; k < kIFs; ++k) m(0, std::uint32_t(k)) = {32e6 * k, 2e6};
+    AArray<int> ids;
+    ids.Add(1);
+    AUVXTable* fq = MakeFqTable(m, ids, kIFs, kChannels);
+    f.AddTable(*fq);
+    delete fq;
+    f.Close();
+  }
+  const AComponents model = MakeModel(kCompGaussian);
+  AMUVXWorkItem item;
+  item.in_path = in;
+  item.out_path = out;
+  AMModelSource source;
+  source.components = &model;
+  SilentMessages quiet;
+  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, std::size_t(threads));
+  for (auto _ : state) {
+    AMP2Work work(item, source, nullptr, nullptr, quiet);
+    if (!work.Run()) state.SkipWithError(work.Error().c_str());
+  }
+  state.SetItemsProcessed(state.iterations() * int64_t{kComponents} * kRunGroups * kIFs);
+  state.SetLabel(std::to_string(threads) + " thread(s), evaluations/s");
+  std::filesystem::remove_all(dir);
+}
+BENCHMARK(BM_ModelTaskRun)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
