@@ -9,6 +9,14 @@
 #include "uvx/uvx_file.h"
 
 // The second test keeps "./a.uvx" and "a.uvx" from truncating the input while it is read.
+std::string PartPath(const std::string& out_path) { return out_path + ".part"; }
+
+int CommitPart(const std::string& part, const std::string& out_path) {
+  std::error_code ec;
+  std::filesystem::rename(part, out_path, ec);
+  return ec ? 0 : 1;
+}
+
 bool SameFile(const std::string& a, const std::string& b) {
   if (a == b) return true;
   std::error_code ec;
@@ -186,9 +194,11 @@ int AMP2Work::Run() {
     return RunInPlace(file);
   }
 
+  // Written beside the target and renamed when complete: an interrupted run leaves no partial file
+  // under the output's name, and an older output survives a failed run.
+  const std::string part = PartPath(item_.out_path);
   AUVXFile out;
-  if (!out.Open(item_.out_path, AUVXFile::modeCreate))
-    return Fail("cannot create " + item_.out_path + ": " + out.Error());
+  if (!out.Open(part, AUVXFile::modeCreate)) return Fail("cannot create " + part + ": " + out.Error());
   AMCopyUVX copy(&in, &out, progress_, stop_);
   copy.work = this;
   if (!RunOrRemoveOutput(copy)) {
@@ -201,9 +211,9 @@ int AMP2Work::Run() {
     return Fail("writing " + item_.out_path + " failed: " + out.Error());
   }
   groups_done_ = copy.GroupsDone();
-  if (!out.Close()) {
+  if (!out.Close() || !CommitPart(part, item_.out_path)) {
     std::error_code ec;
-    std::filesystem::remove(item_.out_path, ec);
+    std::filesystem::remove(part, ec);
     return Fail("writing " + item_.out_path + " failed: " + out.Error());
   }
   return 1;

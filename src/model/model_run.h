@@ -60,6 +60,10 @@ struct AMModelSource {
 // run updates the file in place.
 bool SameFile(const std::string& a, const std::string& b);
 
+// The temporary name an output is written under, and its rename to the output's name once complete.
+std::string PartPath(const std::string& out_path);
+int CommitPart(const std::string& part, const std::string& out_path);
+
 // Default output of task 2: "<in without .uvx>_mdl.uvx".
 std::string DefaultModelOutput(const std::string& in_path);
 

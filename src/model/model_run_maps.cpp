@@ -10,9 +10,11 @@
 
 int AMP2Work::RunMaps() {
   const bool in_place = SameFile(item_.in_path, item_.out_path);
+  // A copy is written under a temporary name and renamed once the model is in it.
+  const std::string target = in_place ? item_.out_path : PartPath(item_.out_path);
   if (!in_place) {
     if (progress_) progress_->SetText("Copying file...");
-    if (!CopyUVXFile(item_.in_path, item_.out_path, progress_, stop_)) {
+    if (!CopyUVXFile(item_.in_path, target, progress_, stop_)) {
       if (StopRequested(stop_)) return 0;
       return Fail("cannot copy " + item_.in_path + " to " + item_.out_path);
     }
@@ -20,12 +22,12 @@ int AMP2Work::RunMaps() {
   auto discard = [&] {
     if (!in_place) {
       std::error_code ec;
-      std::filesystem::remove(item_.out_path, ec);
+      std::filesystem::remove(target, ec);
     }
   };
   if (progress_) progress_->SetText("Fit model onto UV-Plane...");
   AUVXFile file;
-  if (!file.Open(item_.out_path, AUVXFile::modeUpdate)) {
+  if (!file.Open(target, AUVXFile::modeUpdate)) {
     discard();
     return Fail("cannot open " + item_.out_path + " for writing: " + file.Error());
   }
@@ -68,7 +70,7 @@ int AMP2Work::RunMaps() {
     return Fail(why.empty() ? "the map model could not be applied" : why);
   }
   groups_done_ = file.Groups();
-  if (!file.Close()) {
+  if (!file.Close() || (!in_place && !CommitPart(target, item_.out_path))) {
     discard();
     return Fail("writing " + item_.out_path + " failed: " + file.Error());
   }
