@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "errors/errors_model.h"
+#include "errors/noise_model.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvx_file.h"
 #include "uvx/uvx_lists.h"
@@ -35,20 +38,21 @@ struct TestFileShape {
   };
 };
 
-inline AMatrix<AUVXFqTblItem> TestFqMatrix(const TestFileShape& s) {
+// The FQ table of the shape (frequency id 1); the caller deletes it.
+inline AUVXTable* TestFqUvxTable(const TestFileShape& s) {
   const int n = std::max(s.n_if, 1);
   AMatrix<AUVXFqTblItem> m(1, std::uint32_t(n));
   for (int i = 0; i < n; ++i)
     m(0, std::uint32_t(i)) = {i < int(s.if_offsets_hz.size()) ? s.if_offsets_hz[std::size_t(i)] : 0.0,
                               i < int(s.channel_widths_hz.size()) ? s.channel_widths_hz[std::size_t(i)]
                                                                   : s.channel_width_hz};
-  return m;
+  AArray<int> ids;
+  ids.Add(1);
+  return MakeFqTable(m, ids, s.n_if, s.n_channels);
 }
 
 inline AUVXFqTbl TestFqTable(const TestFileShape& s) {
-  AArray<int> ids;
-  ids.Add(1);
-  AUVXTable* t = MakeFqTable(TestFqMatrix(s), ids, s.n_if, s.n_channels);
+  AUVXTable* t = TestFqUvxTable(s);
   AUVXFqTbl fq;
   fq.FromTable(*t, s.ref_freq_hz, s.n_channels);
   delete t;
@@ -88,9 +92,7 @@ inline void WriteTestFile(const std::string& path, const TestFileShape& s) {
     vis.check(h.extremes);
   }
   ASSERT_TRUE(f.Write(h));
-  AArray<int> ids;
-  ids.Add(1);
-  AUVXTable* fq = MakeFqTable(TestFqMatrix(s), ids, s.n_if, s.n_channels);
+  AUVXTable* fq = TestFqUvxTable(s);
   f.AddTable(*fq);
   delete fq;
   AUVXTable an("AN", AUVXTable::toHash("AN", 0));
@@ -134,4 +136,48 @@ inline std::vector<TestRecord> AllBaselines(int n_tel, int n_times, double step,
     for (int a = 1; a <= n_tel; ++a)
       for (int b = a + 1; b <= n_tel; ++b) r.push_back({a, b, first + step * k, 1});
   return r;
+}
+
+// A telescope of the errors table, named T<id>.
+inline AMTlscErrItem Tlsc(int id, double phase_err_deg = 0, double ampl_err_db = 0, double phase0_deg = 0,
+                          double fringe_rate = 0, double delay = 0, double fringe_acc = 0, double delay_acc = 0) {
+  return {"T" + std::to_string(id), id, phase_err_deg, ampl_err_db, phase0_deg, fringe_rate, delay, fringe_acc, delay_acc};
+}
+
+inline AMTlscErrors TlscList(std::initializer_list<AMTlscErrItem> items) {
+  AMTlscErrors list;
+  for (const AMTlscErrItem& t : items) list.Add(t);
+  return list;
+}
+
+// A telescope of the SEFD table, named T<id>.
+inline AMSfdItem Sfd(int id, std::initializer_list<double> values) {
+  AMSfdItem t{"T" + std::to_string(id), id, {}};
+  for (double v : values) t.sefd.Add(v);
+  return t;
+}
+
+inline AUVXGroup Group(int tel1, int tel2, double time = 0) {
+  AUVXGroup g;
+  g.tel1 = std::uint8_t(tel1);
+  g.tel2 = std::uint8_t(tel2);
+  g.freq_id = 1;
+  g.time = time;
+  return g;
+}
+
+// A record of the shape's size whose every entry is `value` (or the shape's value of record g).
+inline AUVXVisibility Filled(const TestFileShape& s, AUVXVisEntry value) {
+  AUVXVisibility v(s.n_if, s.n_channels, s.n_stokes);
+  for (int e = 0; e < v.Count(); ++e) v.entries[e] = value;
+  return v;
+}
+inline AUVXVisibility Filled(const TestFileShape& s, int g) {
+  AUVXVisibility v(s.n_if, s.n_channels, s.n_stokes);
+  for (int e = 0; e < v.Count(); ++e) v.entries[e] = s.value(g, e);
+  return v;
+}
+
+inline bool SameBytes(const AUVXVisibility& a, const AUVXVisibility& b) {
+  return a.Count() == b.Count() && std::memcmp(a.entries.data, b.entries.data, std::size_t(a.Bytes())) == 0;
 }

@@ -40,15 +40,23 @@ bool HaveExe() { return std::filesystem::exists(QVLMODEL_EXE); }
 
 std::string Q(const std::string& path) { return "'" + path + "'"; }
 
+// A file of `times` time steps of 10 s on every baseline of three telescopes.
+std::string ThreeTelescopes(const TempDir& dir, const std::string& name, int times) {
+  TestFileShape shape;
+  shape.records = AllBaselines(3, times, 10.0);
+  WriteTestFile(dir.File(name), shape);
+  return dir.File(name);
+}
+
+const char* kErrorsHeader =
+    "Name\tID\tPh. err [Deg]\tAmpl. err [dB]\tPhase 0 [deg]\tFringe rate\tDelay\tFringe Acc.\tDelay Acc.\n";
+
 }  // namespace
 
 TEST(ErrorsCommand, TemplateRunRepeatAndJson) {
   if (!HaveExe()) GTEST_SKIP() << "qvlmodel not built";
   TempDir dir;
-  TestFileShape shape;
-  shape.records = AllBaselines(3, 30, 10.0);
-  const std::string in = dir.File("obs.uvx");
-  WriteTestFile(in, shape);
+  const std::string in = ThreeTelescopes(dir, "obs.uvx", 30);
 
   const CommandResult tpl = RunQvl(dir, "errors --template " + Q(in));
   ASSERT_EQ(tpl.status, 0) << tpl.err;
@@ -83,11 +91,9 @@ TEST(ErrorsCommand, TemplateRunRepeatAndJson) {
   // Same start value, a narrower interval: records after 3630 s are untouched.
   const TestFileData narrow = ReadTestFile(dir.File("b.uvx"));
   const TestFileData orig = ReadTestFile(in);
-  for (std::size_t g = 0; g < narrow.groups.size(); ++g) {
-    if (narrow.groups[g].time > 30.0) {
-      ASSERT_EQ(std::memcmp(narrow.vis[g].entries.data, orig.vis[g].entries.data, std::size_t(orig.vis[g].Bytes())), 0) << g;
-    }
-  }
+  ASSERT_EQ(narrow.groups.size(), orig.groups.size());
+  for (std::size_t g = 0; g < narrow.groups.size(); ++g)
+    if (narrow.groups[g].time > 30.0) { ASSERT_TRUE(SameBytes(narrow.vis[g], orig.vis[g])) << g; }
   const CommandResult c = RunQvl(dir, "errors " + Q(in) + " -o " + Q(dir.File("c.uvx")) + " --table " +
                                        Q(dir.File("e.tsv")) + " --seed 5");
   ASSERT_EQ(c.status, 0) << c.err;
@@ -97,21 +103,14 @@ TEST(ErrorsCommand, TemplateRunRepeatAndJson) {
 TEST(ErrorsCommand, FailuresGiveOneLineNonZeroExitAndNoOutput) {
   if (!HaveExe()) GTEST_SKIP() << "qvlmodel not built";
   TempDir dir;
-  TestFileShape shape;
-  shape.records = AllBaselines(3, 5, 10.0);
-  const std::string in = dir.File("f.uvx");
-  WriteTestFile(in, shape);
+  const std::string in = ThreeTelescopes(dir, "f.uvx", 5);
   const std::string out = dir.File("f_err.uvx");
-  WriteAllBytes(dir.File("bad.tsv"),
-                "Name\tID\tPh. err [Deg]\tAmpl. err [dB]\tPhase 0 [deg]\tFringe rate\tDelay\tFringe Acc.\tDelay Acc.\n"
-                "T1\t1\t0\t0\t0\t0\t0\t0\t0\n"
-                "T2\t2\t0\t0\t0\t0\t2 ns\t0\t0\n");
+  WriteAllBytes(dir.File("bad.tsv"), std::string(kErrorsHeader) + "T1\t1\t0\t0\t0\t0\t0\t0\t0\nT2\t2\t0\t0\t0\t0\t2 ns\t0\t0\n");
   const CommandResult bad = RunQvl(dir, "errors " + Q(in) + " --table " + Q(dir.File("bad.tsv")));
   EXPECT_EQ(bad.status, 2);
   EXPECT_EQ(bad.err, "qvlmodel errors: " + dir.File("bad.tsv") + ": line 3, column \"Delay\": not a number: \"2 ns\"\n");
 
-  WriteAllBytes(dir.File("ok.tsv"),
-                "Name\tID\tPh. err [Deg]\tAmpl. err [dB]\tPhase 0 [deg]\tFringe rate\tDelay\tFringe Acc.\tDelay Acc.\n");
+  WriteAllBytes(dir.File("ok.tsv"), kErrorsHeader);
   const CommandResult none =
       RunQvl(dir, "errors " + Q(in) + " --table " + Q(dir.File("ok.tsv")) + " --no-phase --no-amplitude");
   EXPECT_EQ(none.status, 2);
@@ -135,10 +134,7 @@ TEST(ErrorsCommand, FailuresGiveOneLineNonZeroExitAndNoOutput) {
 TEST(NoiseCommand, TemplateRunsAndRefusals) {
   if (!HaveExe()) GTEST_SKIP() << "qvlmodel not built";
   TempDir dir;
-  TestFileShape shape;
-  shape.records = AllBaselines(3, 20, 10.0);
-  const std::string in = dir.File("m.uvx");
-  WriteTestFile(in, shape);
+  const std::string in = ThreeTelescopes(dir, "m.uvx", 20);
 
   const CommandResult tpl = RunQvl(dir, "noise --template " + Q(in));
   ASSERT_EQ(tpl.status, 0) << tpl.err;

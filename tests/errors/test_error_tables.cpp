@@ -3,6 +3,7 @@
 // templates made from a file's AN table.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <sstream>
 
 #include "core/text.h"
@@ -33,42 +34,31 @@ std::string SefdFrom(const std::string& text, AObjArray<AMSfdItem>* out = nullpt
 
 const char* kHeader = "Name\tID\tPh. err [Deg]\tAmpl. err [dB]\tPhase 0 [deg]\tFringe rate\tDelay\tFringe Acc.\tDelay Acc.\n";
 
+// Every field of an entry, the doubles with all their digits.
+std::string Fields(const AMTlscErrItem& t) {
+  char buf[512];
+  std::snprintf(buf, sizeof buf, "%s|%d|%.17g|%.17g|%.17g|%.17g|%.17g|%.17g|%.17g", t.name.c_str(), t.id,
+                t.phase_err_deg, t.ampl_err_db, t.phase0_deg, t.fringe_rate, t.delay, t.fringe_acc, t.delay_acc);
+  return buf;
+}
+
+AMTlscErrItem Named(const std::string& name, AMTlscErrItem t) {
+  t.name = name;
+  return t;
+}
+
 }  // namespace
 
 TEST(ErrorTables, ErrorsRoundTripKeepsEveryDouble) {
-  AMTlscErrors list;
-  AMTlscErrItem a;
-  a.name = "VLBA_BR";
-  a.id = 1;
-  a.phase_err_deg = 0.1;
-  a.ampl_err_db = 1.0 / 3.0;
-  a.phase0_deg = -123.456789012345;
-  a.fringe_rate = 1e-3;
-  a.delay = 2.5e-9;
-  a.fringe_acc = -7e-7;
-  a.delay_acc = 1.23456789e-17;
-  list.Add(a);
-  AMTlscErrItem b;
-  b.name = "With\tTab";
-  b.id = 255;
-  list.Add(b);
+  const AMTlscErrItem a = Named("VLBA_BR", Tlsc(1, 0.1, 1.0 / 3.0, -123.456789012345, 1e-3, 2.5e-9, -7e-7, 1.23456789e-17));
   std::ostringstream out;
-  WriteErrorsTable(out, list);
+  WriteErrorsTable(out, TlscList({a, Named("With\tTab", Tlsc(255))}));
   EXPECT_EQ(out.str().substr(0, out.str().find('\n') + 1), kHeader);
   AMTlscErrors back;
   ASSERT_EQ(ErrorsFrom(out.str(), &back), "ok");
   ASSERT_EQ(back.GetSize(), 2);
-  EXPECT_EQ(back[0].name, "VLBA_BR");
-  EXPECT_EQ(back[0].id, 1);
-  EXPECT_EQ(back[0].phase_err_deg, a.phase_err_deg);
-  EXPECT_EQ(back[0].ampl_err_db, a.ampl_err_db);
-  EXPECT_EQ(back[0].phase0_deg, a.phase0_deg);
-  EXPECT_EQ(back[0].fringe_rate, a.fringe_rate);
-  EXPECT_EQ(back[0].delay, a.delay);
-  EXPECT_EQ(back[0].fringe_acc, a.fringe_acc);
-  EXPECT_EQ(back[0].delay_acc, a.delay_acc);
-  EXPECT_EQ(back[1].name, "With Tab");
-  EXPECT_EQ(back[1].id, 255);
+  EXPECT_EQ(Fields(back[0]), Fields(a));
+  EXPECT_EQ(Fields(back[1]), Fields(Named("With Tab", Tlsc(255))));
 }
 
 TEST(ErrorTables, ErrorsFormatLiberties) {
@@ -84,15 +74,8 @@ TEST(ErrorTables, ErrorsFormatLiberties) {
   AMTlscErrors t;
   ASSERT_EQ(ErrorsFrom(text, &t), "ok");
   ASSERT_EQ(t.GetSize(), 2);
-  EXPECT_EQ(t[0].name, "Mk2");
-  EXPECT_EQ(t[0].id, 7);
-  EXPECT_EQ(t[0].delay, 1e-9);
-  EXPECT_EQ(t[0].fringe_rate, 0.5);
-  EXPECT_EQ(t[0].phase_err_deg, 1.0);
-  EXPECT_EQ(t[0].phase0_deg, 45.0);
-  EXPECT_EQ(t[1].ampl_err_db, 0.25);
-  EXPECT_EQ(t[1].fringe_acc, 1e-5);
-  EXPECT_EQ(t[1].delay_acc, 2e-18);
+  EXPECT_EQ(Fields(t[0]), Fields(Named("Mk2", Tlsc(7, 1.0, 0.0, 45.0, 0.5, 1e-9))));
+  EXPECT_EQ(Fields(t[1]), Fields(Named("Other", Tlsc(8, 0.0, 0.25, 0.0, 0.0, -2e-9, 1e-5, 2e-18))));
   // A header and no rows: an empty list.
   EXPECT_EQ(ErrorsFrom(kHeader, &t), "ok");
   EXPECT_EQ(t.GetSize(), 0);
@@ -122,13 +105,8 @@ TEST(ErrorTables, ErrorsRefusalsNameLineAndColumn) {
 
 TEST(ErrorTables, SefdRoundTripAndRefusals) {
   AObjArray<AMSfdItem> items;
-  AMSfdItem a;
-  a.name = "EFLSBERG";
-  a.id = 3;
-  a.sefd.Add(20.0);
-  a.sefd.Add(1.0 / 7.0);
-  a.sefd.Add(0.0);
-  items.Add(a);
+  items.Add(AMSfdItem{"EFLSBERG", 3, {}});
+  for (double v : {20.0, 1.0 / 7.0, 0.0}) items[0].sefd.Add(v);
   std::ostringstream out;
   WriteSefdTable(out, items, 3);
   EXPECT_EQ(out.str(), "Name\tID\tSEFD IF1\tSEFD IF2\tSEFD IF3\nEFLSBERG\t3\t20\t" + valToStr(1.0 / 7.0) + "\t0\n");
@@ -138,8 +116,9 @@ TEST(ErrorTables, SefdRoundTripAndRefusals) {
   EXPECT_EQ(n_if, 3);
   ASSERT_EQ(back.GetSize(), 1);
   EXPECT_EQ(back[0].name, "EFLSBERG");
+  EXPECT_EQ(back[0].id, 3);
   ASSERT_EQ(back[0].sefd.GetSize(), 3);
-  EXPECT_EQ(back[0].sefd[1], 1.0 / 7.0);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(back[0].sefd[i], items[0].sefd[i]) << i;
   // IF columns in any order.
   ASSERT_EQ(SefdFrom("SEFD IF2\tName\tID\tSEFD IF1\n5\tA\t1\t6\n", &back, &n_if), "ok");
   EXPECT_EQ(n_if, 2);
@@ -169,9 +148,7 @@ TEST(ErrorTables, TemplatesFromTheAntennaTableAndFileErrors) {
   std::string error;
   ASSERT_TRUE(MakeErrorsTemplate(f, errs, &error)) << error;
   ASSERT_EQ(errs.GetSize(), 5);
-  EXPECT_EQ(errs[4].name, "T5");
-  EXPECT_EQ(errs[4].id, 5);
-  EXPECT_EQ(errs[4].delay, 0.0);
+  EXPECT_EQ(Fields(errs[4]), Fields(Tlsc(5)));  // T5, number 5, every error 0
   AObjArray<AMSfdItem> sefd;
   int n_if = 0;
   ASSERT_TRUE(MakeSefdTemplate(f, sefd, &n_if, &error)) << error;
@@ -183,11 +160,10 @@ TEST(ErrorTables, TemplatesFromTheAntennaTableAndFileErrors) {
   WriteErrorsTable(e_text, errs);
   WriteSefdTable(s_text, sefd, n_if);
   AMTlscErrors e_back;
-  AObjArray<AMSfdItem> s_back;
-  int n_back = 0;
   EXPECT_EQ(ErrorsFrom(e_text.str(), &e_back), "ok");
   EXPECT_EQ(e_back.GetSize(), 5);
-  EXPECT_EQ(SefdFrom(s_text.str(), &s_back, &n_back), "ok");
+  int n_back = 0;
+  EXPECT_EQ(SefdFrom(s_text.str(), nullptr, &n_back), "ok");
   EXPECT_EQ(n_back, 3);
 
   // Files: a missing one and a bad one name the file.

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <numbers>
+#include <vector>
 
 #include "errors/errors_model.h"
 #include "errors_test_util.h"
@@ -14,13 +14,6 @@
 namespace {
 
 constexpr double kDeg = std::numbers::pi / 180.0;
-
-AMTlscErrItem Tlsc(int id) {
-  AMTlscErrItem t;
-  t.name = "T" + std::to_string(id);
-  t.id = id;
-  return t;
-}
 
 AMErrorsSetup PhaseOnly(double start = 3600.0) {
   AMErrorsSetup s;
@@ -33,216 +26,127 @@ AMErrorsSetup PhaseOnly(double start = 3600.0) {
   return s;
 }
 
-AUVXGroup Group(int tel1, int tel2, double time) {
-  AUVXGroup g;
-  g.tel1 = std::uint8_t(tel1);
-  g.tel2 = std::uint8_t(tel2);
-  g.freq_id = 1;
-  g.time = time;
-  return g;
-}
-
-// One Stokes parameter; every entry 1 + 0i (amplitude 1, phase 0) with weight 2, so the result
-// shows exp(i (phi_a - phi_b)) directly.
-TestFileShape OneStokes(int n_channels) {
-  TestFileShape shape;
-  shape.n_stokes = 1;
-  shape.n_channels = n_channels;
-  return shape;
-}
-
-AUVXVisibility Ones(const TestFileShape& shape) {
-  AUVXVisibility v(shape.n_if, shape.n_channels, shape.n_stokes);
-  for (int e = 0; e < v.Count(); ++e) v.entries[e] = {1.0f, 0.0f, 2.0f};
-  return v;
-}
-
-// The record of telescopes (tel1, tel2) at group time `time` after the model with list {t1, t2}.
-AUVXVisibility Turned(const TestFileShape& shape, const AMTlscErrItem& t1, const AMTlscErrItem& t2, double time,
-                      int tel1 = 1, int tel2 = 2, const AMErrorsSetup& setup = PhaseOnly()) {
-  AMTlscErrors list;
-  list.Add(t1);
-  list.Add(t2);
-  AMErrorsModel model;
+AMErrorsModel MakeModel(const AMTlscErrors& list, const TestFileShape& shape, std::uint32_t rng_start = 1u,
+                        const AMErrorsSetup& setup = PhaseOnly()) {
+  AMErrorsModel m;
   std::string error;
-  EXPECT_TRUE(model.Init(list, setup, TestFqTable(shape), shape.n_if, shape.n_channels, 1u, &error)) << error;
-  AUVXVisibility v = Ones(shape);
-  model.Apply(Group(tel1, tel2, time), v);
-  return v;
+  EXPECT_TRUE(m.Init(list, setup, TestFqTable(shape), shape.n_if, shape.n_channels, rng_start, &error)) << error;
+  return m;
 }
 
-void ExpectTurn(const AUVXVisibility& v, int i, int c, double deg) {
-  const AUVXVisEntry& e = v.Entry(i, c, 0);
-  EXPECT_NEAR(e.re, std::cos(deg * kDeg), 1e-6) << "IF " << i << " channel " << c << " expected " << deg << " deg";
-  EXPECT_NEAR(e.im, std::sin(deg * kDeg), 1e-6) << "IF " << i << " channel " << c << " expected " << deg << " deg";
-  EXPECT_EQ(e.weight, 2.0f);
+// e is `original` turned by `deg` with its amplitude and weight kept.
+void ExpectTurned(const AUVXVisEntry& e, const AUVXVisEntry& original, double deg, double tol) {
+  const AUVXComplex o(original);
+  EXPECT_NEAR(e.re, o.ampl() * std::cos(o.phase() + deg * kDeg), tol) << "by " << deg;
+  EXPECT_NEAR(e.im, o.ampl() * std::sin(o.phase() + deg * kDeg), tol) << "by " << deg;
+  EXPECT_EQ(e.weight, original.weight);
+}
+void ExpectTurned(const AUVXVisibility& v, const AUVXVisibility& original, double deg, double tol = 1e-5) {
+  for (int e = 0; e < v.Count(); ++e) {
+    SCOPED_TRACE(e);
+    ExpectTurned(v.entries[e], original.entries[e], deg, tol);
+  }
 }
 
 }  // namespace
 
-TEST(ErrorsPhase, DelayOnlyTwoTelescopesByHand) {
-  // 2 IFs x 3 channels of 1 MHz. More than one channel: f0 is channel 0 of the record's own IF, so
-  // df = c * 1 MHz in both IFs. Telescope 1 delay 100 ns: phi_1 = 2 pi * c * 1e6 * 1e-7 = c * 36 deg.
-  const TestFileShape shape = OneStokes(3);
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  a.delay = 1e-7;
-  const AUVXVisibility v = Turned(shape, a, b, 25.0);
-  for (int i = 0; i < 2; ++i) {
-    ExpectTurn(v, i, 0, 0.0);
-    ExpectTurn(v, i, 1, 36.0);
-    ExpectTurn(v, i, 2, 72.0);
-  }
-  // The baseline the other way round turns the other way: phi_a - phi_b.
-  const AUVXVisibility r = Turned(shape, a, b, 25.0, 2, 1);
-  ExpectTurn(r, 1, 2, -72.0);
-}
-
-TEST(ErrorsPhase, FringeRateOnlyByHand) {
-  // Telescope 2 fringe rate 0.01 Hz; the record is 25 s after the interval start (the file's start
-  // time): phi_2 = 2 pi * 25 * 0.01 = 90 deg, phi_1 - phi_2 = -90 deg on every entry.
-  const TestFileShape shape = OneStokes(3);
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  b.fringe_rate = 0.01;
-  const AUVXVisibility v = Turned(shape, a, b, 25.0);
-  for (int i = 0; i < 2; ++i)
-    for (int c = 0; c < 3; ++c) ExpectTurn(v, i, c, -90.0);
-}
-
-TEST(ErrorsPhase, PhaseZeroOnlyByHand) {
-  // 30 deg - 75 deg = -45 deg everywhere, at any time.
-  const TestFileShape shape = OneStokes(3);
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  a.phase0_deg = 30.0;
-  b.phase0_deg = 75.0;
-  for (double time : {0.0, 25.0, 7200.0}) {
-    const AUVXVisibility v = Turned(shape, a, b, time);
-    for (int i = 0; i < 2; ++i)
-      for (int c = 0; c < 3; ++c) ExpectTurn(v, i, c, -45.0);
-  }
-}
-
-TEST(ErrorsPhase, SecondOrderTermsHaveNoHalfAndDelayAccelerationTakesDfSquared) {
-  const TestFileShape shape = OneStokes(3);
-  // Fringe acceleration 0.001 turns/s^2 at dt = 25 s: 0.001 * 625 = 0.625 turn = 225 deg.
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  a.fringe_acc = 0.001;
-  const AUVXVisibility v = Turned(shape, a, b, 25.0);
-  ExpectTurn(v, 0, 0, 225.0);
-  // Delay acceleration 1e-13 turns/Hz^2: channel 1 (df 1 MHz) 0.1 turn = 36 deg,
-  // channel 2 (df 2 MHz) 0.4 turn = 144 deg.
-  AMTlscErrItem c = Tlsc(1);
-  c.delay_acc = 1e-13;
-  const AUVXVisibility w = Turned(shape, c, b, 25.0);
-  ExpectTurn(w, 1, 1, 36.0);
-  ExpectTurn(w, 1, 2, 144.0);
-}
-
-TEST(ErrorsPhase, OneChannelRefersEveryIfToTheFirst) {
-  // One channel: f0 is IF 0's frequency for every IF, so IF 1 (8 MHz above) has df = 8 MHz:
-  // delay 100 ns gives 2 pi * 0.8 = 288 deg there and nothing in IF 0.
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  a.delay = 1e-7;
-  const AUVXVisibility one = Turned(OneStokes(1), a, b, 25.0);
-  ExpectTurn(one, 0, 0, 0.0);
-  ExpectTurn(one, 1, 0, 288.0);
-  // Two channels: each IF refers to its own first channel.
-  const AUVXVisibility two = Turned(OneStokes(2), a, b, 25.0);
-  ExpectTurn(two, 1, 0, 0.0);
-  ExpectTurn(two, 1, 1, 36.0);
-}
-
-TEST(ErrorsPhase, EveryStokesEntryTurnsAndKeepsAmplitudeAndWeight) {
-  TestFileShape shape;  // 2 IFs x 3 channels x 2 Stokes
-  AMTlscErrors list;
-  AMTlscErrItem a = Tlsc(1);
-  a.phase0_deg = 90.0;
-  list.Add(a);
-  list.Add(Tlsc(2));
-  AMErrorsModel model;
-  ASSERT_TRUE(model.Init(list, PhaseOnly(), TestFqTable(shape), 2, 3, 1u, nullptr));
-  AUVXVisibility v(2, 3, 2);
-  for (int e = 0; e < v.Count(); ++e) v.entries[e] = shape.value(0, e);
-  const AUVXVisibility before = v;
-  model.Apply(Group(1, 2, 0.0), v);
-  for (int e = 0; e < v.Count(); ++e) {
-    // Turned by +90 deg: (re, im) -> (-im, re).
-    EXPECT_NEAR(v.entries[e].re, -before.entries[e].im, 1e-6) << e;
-    EXPECT_NEAR(v.entries[e].im, before.entries[e].re, 1e-6) << e;
-    EXPECT_EQ(v.entries[e].weight, before.entries[e].weight) << e;
+TEST(ErrorsPhase, EachTermOfATwoTelescopeCaseByHand) {
+  // 2 IFs 8 MHz apart with channels of 1 MHz, 2 Stokes parameters of different amplitudes and weights;
+  // every entry turns by phi_a - phi_b and keeps its amplitude and weight. The interval starts at the
+  // file's start time.
+  struct Turn {
+    int i, c;  // i < 0: every entry
+    double deg;
+  };
+  struct Case {
+    const char* what;
+    int n_channels;
+    AMTlscErrItem a, b;
+    double time;
+    int tel1, tel2;
+    std::vector<Turn> turns;
+  };
+  const Case cases[] = {
+      // More than one channel: f0 is channel 0 of the record's own IF, so df = c * 1 MHz in both IFs.
+      // Telescope 1 delay 100 ns: phi_1 = 2 pi * c * 1e6 * 1e-7 = c * 36 deg.
+      {"delay", 3, Tlsc(1, 0, 0, 0, 0, 1e-7), Tlsc(2), 25.0, 1, 2,
+       {{0, 0, 0.0}, {0, 1, 36.0}, {0, 2, 72.0}, {1, 0, 0.0}, {1, 1, 36.0}, {1, 2, 72.0}}},
+      // The baseline the other way round turns the other way: phi_a - phi_b.
+      {"delay, reversed baseline", 3, Tlsc(1, 0, 0, 0, 0, 1e-7), Tlsc(2), 25.0, 2, 1, {{1, 2, -72.0}}},
+      // Telescope 2 fringe rate 0.01 Hz, 25 s after the interval start: phi_2 = 2 pi * 0.25 = 90 deg.
+      {"fringe rate", 3, Tlsc(1), Tlsc(2, 0, 0, 0, 0.01), 25.0, 1, 2, {{-1, 0, -90.0}}},
+      // 30 deg - 75 deg = -45 deg everywhere, at any time.
+      {"phase 0 at 0 s", 3, Tlsc(1, 0, 0, 30.0), Tlsc(2, 0, 0, 75.0), 0.0, 1, 2, {{-1, 0, -45.0}}},
+      {"phase 0 at 25 s", 3, Tlsc(1, 0, 0, 30.0), Tlsc(2, 0, 0, 75.0), 25.0, 1, 2, {{-1, 0, -45.0}}},
+      {"phase 0 at 7200 s", 3, Tlsc(1, 0, 0, 30.0), Tlsc(2, 0, 0, 75.0), 7200.0, 1, 2, {{-1, 0, -45.0}}},
+      // Second-order terms have no half. Fringe acceleration 0.001 turns/s^2 at dt = 25 s:
+      // 0.001 * 625 = 0.625 turn = 225 deg.
+      {"fringe acceleration", 3, Tlsc(1, 0, 0, 0, 0, 0, 0.001), Tlsc(2), 25.0, 1, 2, {{0, 0, 225.0}}},
+      // Delay acceleration 1e-13 turns/Hz^2 takes df^2: df 1 MHz 0.1 turn = 36 deg, 2 MHz 0.4 turn = 144 deg.
+      {"delay acceleration", 3, Tlsc(1, 0, 0, 0, 0, 0, 0, 1e-13), Tlsc(2), 25.0, 1, 2, {{1, 1, 36.0}, {1, 2, 144.0}}},
+      // One channel: f0 is IF 0's frequency for every IF, so IF 1 (8 MHz above) has df = 8 MHz:
+      // delay 100 ns gives 2 pi * 0.8 = 288 deg there and nothing in IF 0.
+      {"one channel", 1, Tlsc(1, 0, 0, 0, 0, 1e-7), Tlsc(2), 25.0, 1, 2, {{0, 0, 0.0}, {1, 0, 288.0}}},
+      // Two channels: each IF refers to its own first channel.
+      {"two channels", 2, Tlsc(1, 0, 0, 0, 0, 1e-7), Tlsc(2), 25.0, 1, 2, {{1, 0, 0.0}, {1, 1, 36.0}}},
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(k.what);
+    TestFileShape shape;
+    shape.n_channels = k.n_channels;
+    AMErrorsModel model = MakeModel(TlscList({k.a, k.b}), shape);
+    const AUVXVisibility before = Filled(shape, 0);
+    AUVXVisibility v = before;
+    model.Apply(Group(k.tel1, k.tel2, k.time), v);
+    for (const Turn& t : k.turns) {
+      if (t.i < 0) ExpectTurned(v, before, t.deg, 1e-6);
+      for (int s = 0; s < shape.n_stokes && t.i >= 0; ++s)
+        ExpectTurned(v.Entry(t.i, t.c, s), before.Entry(t.i, t.c, s), t.deg, 1e-6);
+    }
   }
 }
 
 TEST(ErrorsInterval, OutsideGetsNothingAndSegmentsRestartDt) {
-  TestFileShape shape;
-  AMTlscErrItem a = Tlsc(1), b = Tlsc(2);
-  a.fringe_rate = 0.05;
-  a.phase0_deg = 10.0;
-  AMTlscErrors list;
-  list.Add(a);
-  list.Add(b);
-  auto run = [&](const AMErrorsSetup& setup, double time, AMErrorsModel* keep = nullptr) {
-    AMErrorsModel local;
-    AMErrorsModel& m = keep ? *keep : local;
-    EXPECT_TRUE(m.Init(list, setup, TestFqTable(shape), 2, 3, 1u, nullptr));
-    AUVXVisibility v(2, 3, 2);
-    for (int e = 0; e < v.Count(); ++e) v.entries[e] = shape.value(3, e);
+  // Telescope 1: fringe rate 0.05 Hz and phase 0 of 10 deg, so a record turns by 18 deg per second of dt + 10 deg.
+  const TestFileShape shape;
+  const AMTlscErrors list = TlscList({Tlsc(1, 0, 0, 10.0, 0.05), Tlsc(2)});
+  const AUVXVisibility original = Filled(shape, 3);
+  AMErrorsModel m;
+  auto run = [&](const AMErrorsSetup& setup, double time) {
+    m = MakeModel(list, shape, 1u, setup);
+    AUVXVisibility v = original;
     m.Apply(Group(1, 2, time), v);
     return v;
-  };
-  AUVXVisibility original(2, 3, 2);
-  for (int e = 0; e < original.Count(); ++e) original.entries[e] = shape.value(3, e);
-  auto same = [&](const AUVXVisibility& v) {
-    for (int e = 0; e < v.Count(); ++e)
-      if (std::memcmp(&v.entries[e], &original.entries[e], sizeof(AUVXVisEntry)) != 0) return false;
-    return true;
   };
 
   AMErrorsSetup setup = PhaseOnly();
   setup.stop_s = 3610.0;
-  EXPECT_FALSE(same(run(setup, 10.0)));  // t = stop: inside
-  EXPECT_TRUE(same(run(setup, 10.5)));   // t > stop: the stored values, bit for bit
+  ExpectTurned(run(setup, 10.0), original, 180.0 + 10.0);      // t = stop: inside, dt = 10 s
+  EXPECT_TRUE(SameBytes(run(setup, 10.5), original));          // t > stop: the stored values, bit for bit
 
   // t0 < 0: a file whose start time lies before 0h and an interval starting there.
   AMErrorsSetup before = PhaseOnly(-100.0);
   before.time_offset_s = -100.0;
-  EXPECT_TRUE(same(run(before, 10.0)));
+  EXPECT_TRUE(SameBytes(run(before, 10.0), original));
 
   // Segments of 20 s from 3600: t = 3625 has t0 = 3620, dt = 5: 0.05 Hz * 5 s = 0.25 turn (+10 deg).
   AMErrorsSetup seg = PhaseOnly();
   seg.segment_s = 20.0;
-  const AUVXVisibility s = run(seg, 25.0);
-  const double turn = (90.0 + 10.0) * kDeg;
-  for (int e = 0; e < s.Count(); ++e) {
-    const AUVXComplex o(original.entries[e]);
-    EXPECT_NEAR(s.entries[e].re, o.ampl() * std::cos(o.phase() + turn), 1e-5) << e;
-    EXPECT_NEAR(s.entries[e].im, o.ampl() * std::sin(o.phase() + turn), 1e-5) << e;
-  }
+  ExpectTurned(run(seg, 25.0), original, 90.0 + 10.0);
 
   // Before the interval start but with t0 = start >= 0: processed with dt < 0 and counted.
-  AMErrorsSetup late = PhaseOnly(3620.0);
-  AMErrorsModel m;
-  const AUVXVisibility early = run(late, 10.0, &m);  // t = 3610, t0 = 3620, dt = -10: -0.5 turn (+10 deg)
+  // t = 3610, t0 = 3620, dt = -10: -0.5 turn (+10 deg).
+  ExpectTurned(run(PhaseOnly(3620.0), 10.0), original, -180.0 + 10.0);
   EXPECT_EQ(m.EarlyRecords(), 1);
   EXPECT_EQ(m.FirstEarlyT0(), 3620.0);
-  const AUVXComplex o(original.entries[0]);
-  EXPECT_NEAR(early.entries[0].re, o.ampl() * std::cos(o.phase() + (-180.0 + 10.0) * kDeg), 1e-5);
 }
 
 TEST(ErrorsRandomPhase, DrawCountsFirstUpdateAndSkippedSteps) {
-  TestFileShape shape;
-  AMTlscErrors list;
-  AMTlscErrItem t1 = Tlsc(1), t2 = Tlsc(2), t3 = Tlsc(3);
-  t1.phase_err_deg = 2.0;
-  t2.phase_err_deg = 3.0;
-  t3.phase_err_deg = 5.0;
-  list.Add(t1);
-  list.Add(t2);
-  list.Add(t3);
+  const TestFileShape shape;
+  AMErrorsModel model = MakeModel(TlscList({Tlsc(1, 2.0), Tlsc(2, 3.0), Tlsc(3, 5.0)}), shape, 4242u);
   // sigma = phase error * pi / 180 * Delta
   constexpr double kPi = std::numbers::pi;
   const double s1 = 2.0 * kPi / 180.0 * 10.0, s2 = 3.0 * kPi / 180.0 * 10.0, s3 = 5.0 * kPi / 180.0 * 10.0;
-  AMErrorsModel model;
-  ASSERT_TRUE(model.Init(list, PhaseOnly(), TestFqTable(shape), 2, 3, 4242u, nullptr));
   AMGaussGen ref(4242u);
   auto discard = [&ref](int n) {
     for (int i = 0; i < n; ++i) ref.Next(1.0);
@@ -287,31 +191,25 @@ TEST(ErrorsRandomPhase, DrawCountsFirstUpdateAndSkippedSteps) {
   EXPECT_EQ(model.RandomPhase(0), p1);
 
   // A missing telescope: the record is left alone and nothing is drawn.
-  AUVXVisibility w(2, 3, 2);
-  for (int e = 0; e < w.Count(); ++e) w.entries[e] = shape.value(1, e);
+  AUVXVisibility w = Filled(shape, 1);
   const AUVXVisibility before = w;
   model.Apply(Group(1, 7, 500.0), w);
   model.Apply(Group(9, 2, 500.0), w);
   expect_same_generator("missing telescope");
   EXPECT_EQ(model.MissingRecords(), 2);
-  EXPECT_EQ(std::memcmp(w.entries.data, before.entries.data, std::size_t(w.Count()) * sizeof(AUVXVisEntry)), 0);
+  EXPECT_TRUE(SameBytes(w, before));
 }
 
 TEST(ErrorsAmplitude, GainDrawnAfterThePhaseStepOnEachUpdate) {
-  TestFileShape shape = OneStokes(1);
-  AMTlscErrors list;
-  AMTlscErrItem t1 = Tlsc(1), t2 = Tlsc(2);
-  t1.ampl_err_db = 1.0;
-  t2.ampl_err_db = 0.5;
-  list.Add(t1);
-  list.Add(t2);
+  TestFileShape shape;
+  shape.n_stokes = shape.n_channels = 1;
+  const AMTlscErrors list = TlscList({Tlsc(1, 0, 1.0), Tlsc(2, 0, 0.5)});
   for (bool with_phase : {true, false}) {
     AMErrorsSetup setup = PhaseOnly();
     setup.use_ampl_err = true;
     setup.use_phase_err = with_phase;
-    AMErrorsModel model;
-    ASSERT_TRUE(model.Init(list, setup, TestFqTable(shape), 2, 1, 99u, nullptr));
-    AUVXVisibility v = Ones(shape);
+    AMErrorsModel model = MakeModel(list, shape, 99u, setup);
+    AUVXVisibility v = Filled(shape, AUVXVisEntry{1.0f, 0.0f, 2.0f});
     model.Apply(Group(1, 2, 0.0), v);
     // Per telescope: [phase step (sigma 0 here)] then the amplitude error x in dB; gain 10^(x/20).
     AMGaussGen ref(99u);
@@ -329,17 +227,15 @@ TEST(ErrorsAmplitude, GainDrawnAfterThePhaseStepOnEachUpdate) {
     }
     // A later step draws a new gain (after the skipped steps and the phase step).
     model.Apply(Group(1, 2, 30.0), v);
-    AMGaussGen ref2 = ref;
-    for (int i = 0; i < 2; ++i) ref2.Next(1.0);
-    if (with_phase) ref2.Next(0.0);
-    EXPECT_EQ(model.Gain(0), std::pow(10.0, ref2.Next(1.0) / 20.0));
+    for (int i = 0; i < 2; ++i) ref.Next(1.0);
+    if (with_phase) ref.Next(0.0);
+    EXPECT_EQ(model.Gain(0), std::pow(10.0, ref.Next(1.0) / 20.0));
   }
 }
 
 TEST(ErrorsModelInit, RefusesWhatCannotRun) {
-  TestFileShape shape;
-  AMTlscErrors list;
-  list.Add(Tlsc(1));
+  const TestFileShape shape;
+  const AMTlscErrors list = TlscList({Tlsc(1)});
   AMErrorsModel model;
   std::string error;
   AMErrorsSetup bad = PhaseOnly();

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <numbers>
 
 #include "errors/error_tables.h"
@@ -21,7 +22,6 @@ constexpr double kPi = std::numbers::pi;
 // A run of the description, record by record.
 struct ReferenceRun {
   const AMTlscErrors& list;
-  bool phase = true, ampl = true;
   double start = 0, stop = 0, segment = 0, step = 10, offset = 0;
   std::uint32_t rng_start = 1;
 
@@ -61,8 +61,8 @@ struct ReferenceRun {
           for (int i = 0; i < n; ++i) gen.Next(1.0);
         }
         s.tau = t;
-        if (phase) s.rp += gen.Next(list[k].phase_err_deg * kPi / 180.0 * step);
-        if (ampl) s.gain = std::pow(10.0, gen.Next(list[k].ampl_err_db) / 20.0);
+        s.rp += gen.Next(list[k].phase_err_deg * kPi / 180.0 * step);
+        s.gain = std::pow(10.0, gen.Next(list[k].ampl_err_db) / 20.0);
         s.updated = true;
       }
       const double t0 = segment > 0 ? int((t - start) / segment) * segment + start : start;
@@ -71,19 +71,18 @@ struct ReferenceRun {
       const bool inside = t0 >= 0 && t <= stop;
       AUVXVisibility& v = data.vis[g];
       const int sel = std::max(fq.GetFreqSelNum(grp.freq_id), 0);
-      for (int i = 0; i < std::max(v.n_if, 1) && i < v.n_if; ++i)
+      for (int i = 0; i < v.n_if; ++i)
         for (int c = 0; c < v.n_channels; ++c) {
-          double f0 = fq.GetFreq(sel, 0, 0);
-          if (v.n_channels > 1) f0 = fq.GetFreq(sel, i, 0);
+          const double f0 = fq.GetFreq(sel, v.n_channels > 1 ? i : 0, 0);
           const double df = fq.GetFreq(sel, i, c) - f0;
           double phi[2] = {0, 0};
-          for (int j = 0; j < 2; ++j) {
-            const AMTlscErrItem& e = list[j == 0 ? a : b];
-            if (inside && phase)
-              phi[j] = 2 * kPi * (df * e.delay + dt * e.fringe_rate + dt * dt * e.fringe_acc + df * df * e.delay_acc) +
-                       e.phase0_deg * kPi / 180.0 + st[std::size_t(j == 0 ? a : b)].rp;
+          for (int j = 0; j < 2 && inside; ++j) {
+            const int k = j == 0 ? a : b;
+            const AMTlscErrItem& e = list[k];
+            phi[j] = 2 * kPi * (df * e.delay + dt * e.fringe_rate + dt * dt * e.fringe_acc + df * df * e.delay_acc) +
+                     e.phase0_deg * kPi / 180.0 + st[std::size_t(k)].rp;
           }
-          const double gain = inside && ampl ? st[std::size_t(a)].gain * st[std::size_t(b)].gain : 1.0;
+          const double gain = inside ? st[std::size_t(a)].gain * st[std::size_t(b)].gain : 1.0;
           for (int s = 0; s < v.n_stokes; ++s) {
             AUVXVisEntry& en = v.Entry(i, c, s);
             const AUVXComplex z(en);
@@ -96,20 +95,6 @@ struct ReferenceRun {
   }
 };
 
-AMTlscErrItem Item(int id, double pe, double ae, double p0, double fr, double dl, double fa, double da) {
-  AMTlscErrItem t;
-  t.name = "T" + std::to_string(id);
-  t.id = id;
-  t.phase_err_deg = pe;
-  t.ampl_err_db = ae;
-  t.phase0_deg = p0;
-  t.fringe_rate = fr;
-  t.delay = dl;
-  t.fringe_acc = fa;
-  t.delay_acc = da;
-  return t;
-}
-
 // Four telescopes on 10 s steps with gaps: steps 3 and 10 to 13 missing, telescope 3 absent from
 // every fifth step. The list below has no telescope 4.
 TestFileShape GappyFile() {
@@ -118,23 +103,21 @@ TestFileShape GappyFile() {
   for (int k = 0; k < 40; ++k) {
     if (k == 3 || (k >= 10 && k <= 13)) continue;
     for (int a = 1; a <= 4; ++a)
-      for (int b = a + 1; b <= 4; ++b) {
-        if (k % 5 == 1 && (a == 3 || b == 3)) continue;
-        shape.records.push_back({a, b, 10.0 * k, 1});
-      }
+      for (int b = a + 1; b <= 4; ++b)
+        if (k % 5 != 1 || (a != 3 && b != 3)) shape.records.push_back({a, b, 10.0 * k, 1});
   }
   return shape;
 }
 
-AMTlscErrors GappyList() {
-  AMTlscErrors list;
-  list.Add(Item(1, 2.0, 0.3, 10.0, 0.002, 2e-8, 1e-6, 1e-16));
-  list.Add(Item(2, 5.0, 0.7, -40.0, -0.001, -5e-8, 0.0, 0.0));
-  list.Add(Item(3, 1.0, 0.0, 0.0, 0.0005, 1e-7, -2e-6, 3e-16));
-  return list;
+AMErrorsParams Params(const std::string& in, const std::string& out, std::optional<std::uint32_t> rng_start = 1u) {
+  AMErrorsParams p;
+  p.in_path = in;
+  p.out_path = out;
+  p.tlscs = TlscList({Tlsc(1, 2.0, 0.3, 10.0, 0.002, 2e-8, 1e-6, 1e-16), Tlsc(2, 5.0, 0.7, -40.0, -0.001, -5e-8),
+                      Tlsc(3, 1.0, 0.0, 0.0, 0.0005, 1e-7, -2e-6, 3e-16)});
+  p.rng_start = rng_start;
+  return p;
 }
-
-std::string Bytes(const std::string& path) { return ReadAll(path); }
 
 }  // namespace
 
@@ -152,15 +135,11 @@ TEST(ErrorsTask, OnePassEqualsPlainReferenceRecordByRecord) {
       shape.channel_widths_hz = {1e6, 2e6, 0.5e6};
     }
     WriteTestFile(in, shape);
-    AMErrorsParams p;
-    p.in_path = in;
-    p.out_path = out;
-    p.tlscs = GappyList();
+    AMErrorsParams p = Params(in, out, 20240611u);
     p.has_interval = true;
     p.start_s = 3600.0 + 15.0;  // seconds from 0h; the file starts at 3600
     p.stop_s = 3600.0 + 330.0;
     p.segment_s = 100.0;
-    p.rng_start = 20240611u;
     MessageRecorder messages;
     ProgressRecorder progress;
     std::string error;
@@ -174,17 +153,12 @@ TEST(ErrorsTask, OnePassEqualsPlainReferenceRecordByRecord) {
     EXPECT_EQ(progress.texts.front(), msg::kTaskErrors);
 
     TestFileData expect = ReadTestFile(in);
-    ReferenceRun ref{p.tlscs};
-    ref.start = p.start_s;
-    ref.stop = p.stop_s;
-    ref.segment = p.segment_s;
-    ref.offset = 3600.0;
-    ref.rng_start = 20240611u;
+    const TestFileData orig = expect;
+    ReferenceRun ref{p.tlscs, p.start_s, p.stop_s, p.segment_s, 10.0, 3600.0, 20240611u};
     ref.Apply(TestFqTable(shape), expect);
     const TestFileData got = ReadTestFile(out);
     ASSERT_EQ(got.groups.size(), expect.groups.size());
     int changed = 0;
-    const TestFileData orig = ReadTestFile(in);
     for (std::size_t g = 0; g < got.groups.size(); ++g) {
       EXPECT_EQ(std::memcmp(&got.groups[g], &expect.groups[g], sizeof(AUVXGroup)), 0) << g;
       for (int e = 0; e < got.vis[g].Count(); ++e) {
@@ -195,8 +169,7 @@ TEST(ErrorsTask, OnePassEqualsPlainReferenceRecordByRecord) {
         ASSERT_NEAR(a.im, b.im, tol) << "record " << g << " entry " << e;
         ASSERT_EQ(a.weight, b.weight);
       }
-      const std::size_t bytes = std::size_t(got.vis[g].Bytes());
-      if (std::memcmp(got.vis[g].entries.data, orig.vis[g].entries.data, bytes) != 0) ++changed;
+      if (!SameBytes(got.vis[g], orig.vis[g])) ++changed;
     }
     // Telescope 4 is not listed: its records stay, and the message comes once with their count.
     EXPECT_EQ(stats.unchanged_missing, ref.missing);
@@ -221,51 +194,36 @@ TEST(ErrorsTask, OnePassEqualsPlainReferenceRecordByRecord) {
   }
 }
 
-TEST(ErrorsTask, SameStartValueSameBytesAndTheUsedValueRepeatsARun) {
+TEST(ErrorsTask, RepeatableRunsAndZeroErrorsLeaveTheFileUnchanged) {
   TempDir dir;
   const std::string in = dir.File("g.uvx");
   WriteTestFile(in, GappyFile());
   SilentMessages quiet;
-  auto run = [&](std::optional<std::uint32_t> start, const std::string& out, std::uint32_t* used) {
-    AMErrorsParams p;
-    p.in_path = in;
-    p.out_path = out;
-    p.tlscs = GappyList();
-    p.rng_start = start;
-    std::string error;
-    EXPECT_TRUE(RunErrorsTask(p, nullptr, nullptr, quiet, &error, used)) << error;
-    return Bytes(out);
+  std::string error;
+  auto run = [&](std::optional<std::uint32_t> start, const std::string& name, std::uint32_t* used = nullptr) {
+    EXPECT_TRUE(RunErrorsTask(Params(in, dir.File(name), start), nullptr, nullptr, quiet, &error, used)) << error;
+    return ReadAll(dir.File(name));
   };
-  std::uint32_t u1 = 0, u2 = 0, u3 = 0;
-  const std::string a = run(7u, dir.File("a.uvx"), &u1);
-  const std::string b = run(7u, dir.File("b.uvx"), &u2);
-  EXPECT_EQ(a, b);
-  EXPECT_NE(a, run(8u, dir.File("c.uvx"), &u3));
+  const std::string a = run(7u, "a.uvx");
+  EXPECT_EQ(a, run(7u, "b.uvx"));
+  EXPECT_NE(a, run(8u, "c.uvx"));
   // A run started from the tick count reports its start value; giving it back repeats the run.
   std::uint32_t tick_used = 0, again_used = 0;
-  const std::string t1 = run(std::nullopt, dir.File("t1.uvx"), &tick_used);
-  const std::string t2 = run(tick_used, dir.File("t2.uvx"), &again_used);
-  EXPECT_EQ(t1, t2);
+  const std::string t1 = run(std::nullopt, "t1.uvx", &tick_used);
+  EXPECT_EQ(run(tick_used, "t2.uvx", &again_used), t1);
   EXPECT_EQ(again_used, tick_used);
-}
 
-TEST(ErrorsTask, ZeroErrorsFromTheTemplateLeaveTheFileUnchanged) {
-  TempDir dir;
-  const std::string in = dir.File("z.uvx"), out = dir.File("z_out.uvx");
-  WriteTestFile(in, GappyFile());
+  // The template of the file has every error 0: the output is the input, byte for byte, and no message.
   AUVXFile f;
   ASSERT_TRUE(f.Open(in, AUVXFile::modeRead));
-  AMErrorsParams p;
-  std::string error;
+  AMErrorsParams p = Params(in, dir.File("z.uvx"), 3u);
+  p.tlscs = AMTlscErrors();
   ASSERT_TRUE(MakeErrorsTemplate(f, p.tlscs, &error)) << error;
   ASSERT_EQ(p.tlscs.GetSize(), 4);
-  p.in_path = in;
-  p.out_path = out;
-  p.rng_start = 3u;
   MessageRecorder messages;
   ASSERT_TRUE(RunErrorsTask(p, nullptr, nullptr, messages, &error, nullptr)) << error;
   EXPECT_TRUE(messages.shown.empty());
-  EXPECT_EQ(Bytes(out), Bytes(in));
+  EXPECT_EQ(ReadAll(dir.File("z.uvx")), ReadAll(in));
 }
 
 TEST(ErrorsTask, RefusalsLeaveNoOutput) {
@@ -273,66 +231,46 @@ TEST(ErrorsTask, RefusalsLeaveNoOutput) {
   const std::string in = dir.File("r.uvx"), out = dir.File("r_out.uvx");
   TestFileShape shape = GappyFile();
   WriteTestFile(in, shape);
-  SilentMessages quiet;
-  std::string error;
-  AMErrorsParams p;
-  p.in_path = in;
-  p.out_path = out;
-  p.tlscs = GappyList();
-  p.rng_start = 1u;
-
-  AMErrorsParams none = p;
-  none.use_phase_err = none.use_ampl_err = 0;
-  EXPECT_FALSE(RunErrorsTask(none, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_EQ(error, "Not selected Errors type. Please select Errors type.");
-
-  AMErrorsParams backwards = p;
-  backwards.has_interval = true;
-  backwards.start_s = 5000.0;
-  backwards.stop_s = 4000.0;
-  EXPECT_FALSE(RunErrorsTask(backwards, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_EQ(error, "Start time must be less or equal stop time.");
-
-  AMErrorsParams negative = p;
-  negative.tlscs[1].phase_err_deg = -1.0;
-  EXPECT_FALSE(RunErrorsTask(negative, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_NE(error.find("T2"), std::string::npos) << error;
-
-  AMErrorsParams missing = p;
-  missing.in_path = dir.File("nothere.uvx");
-  EXPECT_FALSE(RunErrorsTask(missing, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_EQ(error.find(missing.in_path), 0u) << error;
-
-  AMErrorsParams self = p;
-  self.out_path = in;
-  const std::string before = Bytes(in);
-  EXPECT_FALSE(RunErrorsTask(self, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_NE(error.find("overwrite the input"), std::string::npos) << error;
-  EXPECT_EQ(Bytes(in), before);
-
-  // No time step in the file and none given.
-  const std::string flat = dir.File("flat.uvx");
   shape.time_step_s = 0.0;
+  const std::string flat = dir.File("flat.uvx"), broken = dir.File("broken.uvx");
   WriteTestFile(flat, shape);
-  AMErrorsParams nostep = p;
-  nostep.in_path = flat;
-  EXPECT_FALSE(RunErrorsTask(nostep, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_NE(error.find("time step"), std::string::npos) << error;
-  nostep.step_s = 10.0;
-  EXPECT_TRUE(RunErrorsTask(nostep, nullptr, nullptr, quiet, &error, nullptr)) << error;
-  std::filesystem::remove(out);
-
-  // A damaged input.
-  const std::string broken = dir.File("broken.uvx");
-  const std::string bytes = Bytes(in);
+  const std::string bytes = ReadAll(in);
   WriteAllBytes(broken, bytes.substr(0, bytes.size() - 7));
-  AMErrorsParams damaged = p;
-  damaged.in_path = broken;
-  EXPECT_FALSE(RunErrorsTask(damaged, nullptr, nullptr, quiet, &error, nullptr));
-  EXPECT_EQ(error.find(broken), 0u) << error;
-
-  EXPECT_FALSE(std::filesystem::exists(out));
-  EXPECT_FALSE(std::filesystem::exists(AMCopyTaskFiles::TempPath(out)));
+  struct Refusal {
+    std::function<void(AMErrorsParams&)> change;
+    char match;  // '=': the whole error, '~': a part of it, '^': its start
+    std::string error;
+  };
+  const Refusal refusals[] = {
+      {[](AMErrorsParams& p) { p.use_phase_err = p.use_ampl_err = 0; }, '=',
+       "Not selected Errors type. Please select Errors type."},
+      {[](AMErrorsParams& p) { p.has_interval = true; p.start_s = 5000.0; p.stop_s = 4000.0; }, '=',
+       "Start time must be less or equal stop time."},
+      {[](AMErrorsParams& p) { p.tlscs[1].phase_err_deg = -1.0; }, '~', "T2"},
+      {[&](AMErrorsParams& p) { p.in_path = dir.File("nothere.uvx"); }, '^', dir.File("nothere.uvx")},
+      {[&](AMErrorsParams& p) { p.out_path = in; }, '~', "overwrite the input"},
+      {[&](AMErrorsParams& p) { p.in_path = flat; }, '~', "time step"},  // none in the file, none given
+      {[&](AMErrorsParams& p) { p.in_path = broken; }, '^', broken},
+  };
+  SilentMessages quiet;
+  for (const Refusal& r : refusals) {
+    SCOPED_TRACE(r.error);
+    AMErrorsParams p = Params(in, out);
+    r.change(p);
+    std::string error;
+    EXPECT_FALSE(RunErrorsTask(p, nullptr, nullptr, quiet, &error, nullptr));
+    if (r.match == '=') { EXPECT_EQ(error, r.error); }
+    if (r.match == '~') { EXPECT_NE(error.find(r.error), std::string::npos) << error; }
+    if (r.match == '^') { EXPECT_EQ(error.find(r.error), 0u) << error; }
+    EXPECT_FALSE(std::filesystem::exists(out));
+    EXPECT_FALSE(std::filesystem::exists(AMCopyTaskFiles::TempPath(out)));
+  }
+  EXPECT_EQ(ReadAll(in), bytes);
+  // A file without a time step runs when one is given.
+  AMErrorsParams given = Params(flat, out);
+  given.step_s = 10.0;
+  std::string error;
+  EXPECT_TRUE(RunErrorsTask(given, nullptr, nullptr, quiet, &error, nullptr)) << error;
 }
 
 namespace {
@@ -359,21 +297,18 @@ TEST(ErrorsTask, StopLeavesNoOutputAndKeepsAnEarlierFile) {
   WriteTestFile(in, shape);
   WriteAllBytes(out, "an earlier result");
   SilentMessages quiet;
-  AMErrorsParams p;
-  p.in_path = in;  // default output name: s_err.uvx
-  p.tlscs = GappyList();
-  p.rng_start = 1u;
+  const AMErrorsParams p = Params(in, "");  // default output name: s_err.uvx
   std::string error;
   for (int when : {0, 1}) {
     StopFlag stop{when == 0 ? 1 : 0};
     StopOnProgress progress(stop);
     EXPECT_FALSE(RunErrorsTask(p, &progress, &stop, quiet, &error, nullptr));
     EXPECT_EQ(error, "stopped; nothing written");
-    EXPECT_EQ(Bytes(out), "an earlier result");
+    EXPECT_EQ(ReadAll(out), "an earlier result");
     EXPECT_FALSE(std::filesystem::exists(AMCopyTaskFiles::TempPath(out)));
   }
   ASSERT_TRUE(RunErrorsTask(p, nullptr, nullptr, quiet, &error, nullptr)) << error;
-  EXPECT_NE(Bytes(out), "an earlier result");
+  EXPECT_NE(ReadAll(out), "an earlier result");
 }
 
 TEST(ErrorsTask, DefaultOutputNames) {

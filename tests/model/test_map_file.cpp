@@ -12,7 +12,7 @@
 
 #include "model/map_file.h"
 #include "model/map_model.h"
-#include "uvx/uvx_test_util.h"
+#include "model/model_test_util.h"
 
 namespace {
 
@@ -24,19 +24,36 @@ AMatrix<float> SampleMap(std::uint32_t rows, std::uint32_t cols) {
 }
 
 template <class T>
-T At(const std::string& bytes, std::size_t offset) {
-  T v;
-  std::memcpy(&v, bytes.data() + offset, sizeof v);
-  return v;
-}
-
-template <class T>
 void PutAt(std::string& bytes, std::size_t offset, T v) {
   std::memcpy(bytes.data() + offset, &v, sizeof v);
 }
 
-bool SameMatrix(const AMatrix<float>& a, const AMatrix<float>& b) {
-  return a.rows == b.rows && a.cols == b.cols && std::memcmp(a.data, b.data, std::size_t(a.Elements()) * 4) == 0;
+void ExpectRange(const TMinMax& got, const TMinMax& want, double tol) {
+  EXPECT_NEAR(got.xmin, want.xmin, tol);
+  EXPECT_NEAR(got.xmax, want.xmax, tol);
+  EXPECT_NEAR(got.ymin, want.ymin, tol);
+  EXPECT_NEAR(got.ymax, want.ymax, tol);
+}
+
+struct Loaded {
+  int ok = 0;
+  AMatrix<float> map;
+  TMinMax range;
+  std::string unit, error;
+};
+
+Loaded Load(const std::string& path) {
+  Loaded l;
+  l.ok = LoadMapAny(path, l.map, l.range, l.unit, &l.error);
+  return l;
+}
+
+// Written as `bytes`, the file is refused with a reason holding `reason`.
+void ExpectRefused(const std::string& path, const std::string& bytes, const std::string& reason) {
+  WriteAllBytes(path, bytes);
+  const Loaded l = Load(path);
+  EXPECT_FALSE(l.ok) << path;
+  EXPECT_NE(l.error.find(reason), std::string::npos) << path << ": " << l.error;
 }
 
 bool NoTemporaries(const std::string& folder) {
@@ -57,14 +74,9 @@ TEST(MapFile, ExmLayoutIsExactAndRoundTrips) {
   const std::string bytes = ReadAll(path);
   ASSERT_EQ(bytes.size(), 128u + 4u * 12u);
   EXPECT_EQ(bytes.substr(0, 8), std::string("QVLMAP\0\x1a", 8));
-  EXPECT_EQ(At<std::uint32_t>(bytes, 8), 1u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 12), 128u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 16), 3u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 20), 4u);
-  EXPECT_EQ(At<double>(bytes, 24), -1.5);
-  EXPECT_EQ(At<double>(bytes, 32), 2.25);
-  EXPECT_EQ(At<double>(bytes, 40), 0.125);
-  EXPECT_EQ(At<double>(bytes, 48), -3.0);
+  // Version 1, header size 128, 3 rows, 4 columns; the range as four doubles.
+  for (auto [at, want] : {std::pair{8, 1u}, {12, 128u}, {16, 3u}, {20, 4u}}) EXPECT_EQ(At<std::uint32_t>(bytes, at), want);
+  for (auto [at, want] : {std::pair{24, -1.5}, {32, 2.25}, {40, 0.125}, {48, -3.0}}) EXPECT_EQ(At<double>(bytes, at), want);
   EXPECT_EQ(At<float>(bytes, 56), -0.375f);  // row 0, column 3
   EXPECT_EQ(At<float>(bytes, 60), 1.0f);     // row 2, column 0
   EXPECT_EQ(bytes.substr(64, 9), std::string("JY/PIXEL\0", 9));
@@ -72,16 +84,11 @@ TEST(MapFile, ExmLayoutIsExactAndRoundTrips) {
   EXPECT_EQ(At<float>(bytes, 128 + 4 * (1 * 4 + 2)), 0.25f);  // (1, 2) = 0.5 - 0.25
   EXPECT_TRUE(NoTemporaries(dir.File("")));
 
-  AMatrix<float> back;
-  TMinMax r2;
-  std::string unit;
-  ASSERT_TRUE(LoadMapAny(path, back, r2, unit, &error)) << error;
-  EXPECT_TRUE(SameMatrix(back, map));
-  EXPECT_EQ(r2.xmin, range.xmin);
-  EXPECT_EQ(r2.xmax, range.xmax);
-  EXPECT_EQ(r2.ymin, range.ymin);
-  EXPECT_EQ(r2.ymax, range.ymax);
-  EXPECT_EQ(unit, "JY/PIXEL");
+  const Loaded back = Load(path);
+  ASSERT_TRUE(back.ok) << back.error;
+  EXPECT_TRUE(SameMatrix(back.map, map));
+  ExpectRange(back.range, range, 0);
+  EXPECT_EQ(back.unit, "JY/PIXEL");
 
   // .amap has the same layout; the class interface reads it too.
   const std::string amap = dir.File("m.AMAP");
@@ -127,21 +134,10 @@ TEST(MapFile, DamagedFilesAreRefusedWithAReason) {
   for (const Damage& d : cases) {
     std::string damaged = bytes;
     d.apply(damaged);
-    const std::string path = dir.File(std::string("bad_") + d.name + ".exm");
-    WriteAllBytes(path, damaged);
-    AMatrix<float> map;
-    TMinMax range;
-    std::string unit;
-    error.clear();
-    EXPECT_FALSE(LoadMapAny(path, map, range, unit, &error)) << d.name;
-    EXPECT_NE(error.find(d.reason), std::string::npos) << d.name << ": " << error;
+    ExpectRefused(dir.File(std::string("bad_") + d.name + ".exm"), damaged, d.reason);
   }
-  AMatrix<float> map;
-  TMinMax range;
-  std::string unit;
-  EXPECT_FALSE(LoadMapAny(dir.File("missing.exm"), map, range, unit, &error));
-  EXPECT_FALSE(LoadMapAny(good + ".txt", map, range, unit, &error));
-  EXPECT_NE(error.find("unknown map file type"), std::string::npos);
+  EXPECT_FALSE(Load(dir.File("missing.exm")).ok);
+  ExpectRefused(good + ".txt", bytes, "unknown map file type");
 }
 
 TEST(MapFile, WritesAreCompleteOrAbsent) {
@@ -185,35 +181,28 @@ TEST(MapFits, RoundTripAndAxisConvention) {
   fitsfile* f = nullptr;
   int status = 0;
   ASSERT_EQ(fits_open_diskfile(&f, path.c_str(), READONLY, &status), 0);
-  double cdelt1 = 0, crpix1 = 0, cdelt2 = 0, crpix2 = 0;
+  double key[4] = {};
+  const char* names[4] = {"CDELT1", "CRPIX1", "CDELT2", "CRPIX2"};
+  for (int i = 0; i < 4; ++i) fits_read_key(f, TDOUBLE, names[i], &key[i], nullptr, &status);
   char bunit[FLEN_VALUE] = {};
-  fits_read_key(f, TDOUBLE, "CDELT1", &cdelt1, nullptr, &status);
-  fits_read_key(f, TDOUBLE, "CRPIX1", &crpix1, nullptr, &status);
-  fits_read_key(f, TDOUBLE, "CDELT2", &cdelt2, nullptr, &status);
-  fits_read_key(f, TDOUBLE, "CRPIX2", &crpix2, nullptr, &status);
   fits_read_key_str(f, "BUNIT", bunit, nullptr, &status);
   float pixel = 0;
   long first[2] = {3, 2};  // column 2, row 1 (1-based)
   fits_read_pix(f, TFLOAT, first, 1, nullptr, &pixel, nullptr, &status);
   fits_close_file(f, &status);
   ASSERT_EQ(status, 0);
-  EXPECT_NEAR(cdelt1, -0.0005 / 3600.0, 1e-20);
-  EXPECT_NEAR(crpix1, 3.0, 1e-9);  // column 2 (1-based 3) is the centre
-  EXPECT_NEAR(cdelt2, 0.0005 / 3600.0, 1e-20);
-  EXPECT_NEAR(crpix2, 2.0, 1e-9);
+  EXPECT_NEAR(key[0], -0.0005 / 3600.0, 1e-20);  // CDELT1
+  EXPECT_NEAR(key[1], 3.0, 1e-9);                // CRPIX1: column 2 (1-based 3) is the centre
+  EXPECT_NEAR(key[2], 0.0005 / 3600.0, 1e-20);   // CDELT2
+  EXPECT_NEAR(key[3], 2.0, 1e-9);                // CRPIX2
   EXPECT_STREQ(bunit, "JY/PIXEL");
   EXPECT_EQ(pixel, map(1, 2));
 
-  AMatrix<float> back;
-  TMinMax r2;
-  std::string unit;
-  ASSERT_TRUE(LoadMapAny(path, back, r2, unit, &error)) << error;
-  EXPECT_TRUE(SameMatrix(back, map));
-  EXPECT_NEAR(r2.xmin, range.xmin, 1e-15);
-  EXPECT_NEAR(r2.xmax, range.xmax, 1e-15);
-  EXPECT_NEAR(r2.ymin, range.ymin, 1e-15);
-  EXPECT_NEAR(r2.ymax, range.ymax, 1e-15);
-  EXPECT_EQ(unit, "JY/PIXEL");
+  const Loaded back = Load(path);
+  ASSERT_TRUE(back.ok) << back.error;
+  EXPECT_TRUE(SameMatrix(back.map, map));
+  ExpectRange(back.range, range, 1e-15);
+  EXPECT_EQ(back.unit, "JY/PIXEL");
 }
 
 TEST(MapFits, FourAxisImagesAndDamagedFiles) {
@@ -242,48 +231,32 @@ TEST(MapFits, FourAxisImagesAndDamagedFiles) {
   };
   const std::string cube = dir.File("cube.fits");
   write_cube(cube, 1, true);
-  AMatrix<float> map;
-  TMinMax range;
-  std::string unit, error;
-  ASSERT_TRUE(LoadMapAny(cube, map, range, unit, &error)) << error;
-  ASSERT_EQ(map.rows, 2u);
-  ASSERT_EQ(map.cols, 3u);
-  EXPECT_EQ(map(0, 0), 1.0f);
-  EXPECT_EQ(map(1, 0), 0.0f);  // the blank
-  EXPECT_EQ(map(1, 2), 6.0f);
-  EXPECT_EQ(unit, "JY/BEAM");
+  const Loaded l = Load(cube);
+  ASSERT_TRUE(l.ok) << l.error;
+  ASSERT_EQ(l.map.rows, 2u);
+  ASSERT_EQ(l.map.cols, 3u);
+  EXPECT_EQ(l.map(0, 0), 1.0f);
+  EXPECT_EQ(l.map(1, 0), 0.0f);  // the blank
+  EXPECT_EQ(l.map(1, 2), 6.0f);
+  EXPECT_EQ(l.unit, "JY/BEAM");
   // x = (c + 1 - CRPIX1) CDELT1 3600: columns at +3.6, 0, -3.6 mas; rows at -3.6, +3.6 mas.
-  EXPECT_NEAR(range.xmin, 0.0036, 1e-15);
-  EXPECT_NEAR(range.xmax, -0.0036, 1e-15);
-  EXPECT_NEAR(range.ymin, -0.0036, 1e-15);
-  EXPECT_NEAR(range.ymax, 0.0036, 1e-15);
+  ExpectRange(l.range, TMinMax{0.0036, -0.0036, -0.0036, 0.0036}, 1e-15);
 
-  const std::string planes = dir.File("planes.fits");
+  const std::string bytes = ReadAll(cube), planes = dir.File("planes.fits"), nostep = dir.File("nostep.fts");
   write_cube(planes, 2, true);
-  EXPECT_FALSE(LoadMapAny(planes, map, range, unit, &error));
-  EXPECT_NE(error.find("not 2-D"), std::string::npos) << error;
-  const std::string nostep = dir.File("nostep.fts");
   write_cube(nostep, 1, false);
-  EXPECT_FALSE(LoadMapAny(nostep, map, range, unit, &error));
-  EXPECT_NE(error.find("CDELT1"), std::string::npos) << error;
+  ExpectRefused(planes, ReadAll(planes), "not 2-D");
+  ExpectRefused(nostep, ReadAll(nostep), "CDELT1");
   // Truncated data, garbage, and a header announcing a huge image in a small file.
-  std::string bytes = ReadAll(cube);
-  const std::string cut = dir.File("cut.fits");
-  WriteAllBytes(cut, bytes.substr(0, 2880 + 8));
-  EXPECT_FALSE(LoadMapAny(cut, map, range, unit, &error));
-  const std::string junk = dir.File("junk.fit");
-  WriteAllBytes(junk, std::string(5000, 'x'));
-  EXPECT_FALSE(LoadMapAny(junk, map, range, unit, &error));
+  ExpectRefused(dir.File("cut.fits"), bytes.substr(0, 2880 + 8), "");
+  ExpectRefused(dir.File("junk.fit"), std::string(5000, 'x'), "");
   std::string huge = bytes;
-  const std::size_t at = huge.find("NAXIS1  =");
-  ASSERT_NE(at, std::string::npos);
-  huge.replace(at, 30, "NAXIS1  =                 4000");
-  const std::size_t at2 = huge.find("NAXIS2  =");
-  huge.replace(at2, 30, "NAXIS2  =                 4000");
-  const std::string big = dir.File("big.fits");
-  WriteAllBytes(big, huge);
-  EXPECT_FALSE(LoadMapAny(big, map, range, unit, &error));
-  EXPECT_NE(error.find("truncated"), std::string::npos) << error;
+  for (const char* key : {"NAXIS1  =", "NAXIS2  ="}) {
+    const std::size_t at = huge.find(key);
+    ASSERT_NE(at, std::string::npos);
+    huge.replace(at, 30, std::string(key) + "                 4000");
+  }
+  ExpectRefused(dir.File("big.fits"), huge, "truncated");
 }
 
 TEST(MapFolder, ListsExmFilesInNameOrder) {
@@ -294,10 +267,7 @@ TEST(MapFolder, ListsExmFilesInNameOrder) {
     WriteAllBytes(folder + "/" + name, "x");
   std::vector<std::string> paths{"stale"};
   ASSERT_TRUE(ListMapFolder(folder, paths));
-  ASSERT_EQ(paths.size(), 3u);
-  EXPECT_EQ(std::filesystem::path(paths[0]).filename(), "m01.EXM");
-  EXPECT_EQ(std::filesystem::path(paths[1]).filename(), "m02.exm");
-  EXPECT_EQ(std::filesystem::path(paths[2]).filename(), "m10.exm");
+  EXPECT_EQ(paths, (std::vector<std::string>{folder + "/m01.EXM", folder + "/m02.exm", folder + "/m10.exm"}));
   EXPECT_TRUE(ListMapFolder(dir.File(""), paths));  // no maps: listed, empty
   EXPECT_TRUE(paths.empty());
   EXPECT_FALSE(ListMapFolder(dir.File("missing"), paths));

@@ -9,40 +9,18 @@
 #include <vector>
 
 #include "model/map_model.h"
-#include "uvx/uvx_test_util.h"
+#include "model/model_test_util.h"
 
 namespace {
 
 constexpr int kGroups = 7;  // the sample file: 2 IFs x 3 channels x 2 Stokes, set-up id 1
 constexpr double kRefHz = 22.2e9, kIfOffsetHz[2] = {0.0, 16e6}, kChanHz = 8e6;
 
-struct FileData {
-  std::vector<AUVXGroup> groups;
-  std::vector<AUVXVisibility> vis;
-  AUVXHeader header;
-};
-
-FileData ReadFile(const std::string& path) {
-  FileData d;
-  AUVXFile f;
-  EXPECT_TRUE(f.Open(path, AUVXFile::modeRead)) << f.Error();
-  d.header = f.Header();
-  for (std::int64_t i = 0; i < f.Groups(); ++i) {
-    AUVXGroup g;
-    AUVXVisibility v(f);
-    EXPECT_TRUE(f.SeekUVGroup(i) && g.load(f) && v.load(f));
-    d.groups.push_back(g);
-    d.vis.push_back(v);
-  }
-  return d;
-}
-
 // The test map: 5 rows x 4 columns, 8 mas x 8 mas, a few pixels of either sign.
 struct TestMap {
-  AMatrix<float> map{5, 4};
+  AMatrix<float> map = ZeroMap(5, 4);
   TMinMax range{-0.004, 0.004, -0.003, 0.005};
   TestMap() {
-    for (std::uint64_t i = 0; i < map.Elements(); ++i) map.data[i] = 0;
     map(0, 0) = 1.0f;
     map(2, 1) = 0.5f;
     map(4, 3) = -0.25f;
@@ -84,16 +62,10 @@ void ExpectFilled(const FileData& got, const FileData& original, const TestMap& 
           EXPECT_NEAR(e.re, (add ? o.re : 0.0) + v.real(), tol) << g << " " << k << " " << j;
           EXPECT_NEAR(e.im, (add ? o.im : 0.0) + v.imag(), tol) << g << " " << k << " " << j;
           EXPECT_EQ(e.weight, o.weight);
-          // Every polarization receives the same value.
-          const AUVXVisEntry& e0 = got.vis[g].Entry(k, j, 0);
-          const AUVXVisEntry& o0 = original.vis[g].Entry(k, j, 0);
-          if (!add) {
-            EXPECT_EQ(e.re, e0.re);
-            EXPECT_EQ(e.im, e0.im);
-          } else {
-            EXPECT_NEAR(e.re - o.re, e0.re - o0.re, 2e-6);
-            EXPECT_NEAR(e.im - o.im, e0.im - o0.im, 2e-6);
-          }
+          // Every polarization receives the same value (exactly, when replacing).
+          const AUVXVisEntry &e0 = got.vis[g].Entry(k, j, 0), &o0 = original.vis[g].Entry(k, j, 0);
+          EXPECT_NEAR(e.re - (add ? o.re : 0.0f), e0.re - (add ? o0.re : 0.0f), add ? 2e-6 : 0.0);
+          EXPECT_NEAR(e.im - (add ? o.im : 0.0f), e0.im - (add ? o0.im : 0.0f), add ? 2e-6 : 0.0);
         }
       }
 }
@@ -121,15 +93,16 @@ class StopAt : public ProgressSink {
 
 }  // namespace
 
-TEST(MapModel, ReplaceFastFillsEveryEntryAndTheExtremes) {
+TEST(MapModel, FillsEveryEntryInBothModesAndWithBothEngines) {
   TempDir dir;
-  const std::string path = dir.File("a.uvx");
-  WriteSampleFile(path, kGroups);
+  const std::string fast_path = dir.File("a.uvx"), path = dir.File("b.uvx"), ref = dir.File("c.uvx");
+  for (const std::string& p : {fast_path, path, ref}) WriteSampleFile(p, kGroups);
   const FileData original = ReadFile(path);
   TestMap t;
   std::string error;
-  ASSERT_TRUE(Apply(path, t, false, true, &error)) << error;
-  const FileData got = ReadFile(path);
+  // Replace, fast: every entry, and the header's extremes recomputed.
+  ASSERT_TRUE(Apply(fast_path, t, false, true, &error)) << error;
+  FileData got = ReadFile(fast_path);
   ExpectFilled(got, original, t, false, true);
   double amp_max = 0, amp_min = 1e300;
   for (int g = 0; g < kGroups; ++g) {
@@ -147,18 +120,10 @@ TEST(MapModel, ReplaceFastFillsEveryEntryAndTheExtremes) {
   EXPECT_EQ(got.header.extremes.weight_min, 1.0);
   EXPECT_EQ(got.header.extremes.weight_max, 1.25);
   EXPECT_EQ(got.header.extremes.u_min, original.header.extremes.u_min);
-}
 
-TEST(MapModel, PerChannelAddAndTheReferenceEngine) {
-  TempDir dir;
-  const std::string path = dir.File("b.uvx"), ref = dir.File("c.uvx");
-  WriteSampleFile(path, kGroups);
-  WriteSampleFile(ref, kGroups);
-  const FileData original = ReadFile(path);
-  TestMap t;
-  std::string error;
+  // Add, per channel.
   ASSERT_TRUE(Apply(path, t, true, false, &error)) << error;
-  const FileData got = ReadFile(path);
+  got = ReadFile(path);
   ExpectFilled(got, original, t, true, false);
   // A source with extent: the channels of one IF differ when evaluated per channel.
   EXPECT_NE(got.vis[6].Entry(1, 0, 0).im, got.vis[6].Entry(1, 2, 0).im);
@@ -227,8 +192,9 @@ TEST(MapModel, StopAndRefusals) {
   EXPECT_EQ(later.load(), 1);
   EXPECT_EQ(error, "stopped");
   // A stopped run leaves the header's extremes as they were.
-  EXPECT_EQ(ReadFile(path).header.extremes.amp_max, original.header.extremes.amp_max);
-  EXPECT_EQ(ReadFile(path).header.extremes.amp_min, original.header.extremes.amp_min);
+  const FileData after = ReadFile(path);
+  EXPECT_EQ(after.header.extremes.amp_max, original.header.extremes.amp_max);
+  EXPECT_EQ(after.header.extremes.amp_min, original.header.extremes.amp_min);
 
   // A file open only for reading, a map of one column, a group of an unknown set-up.
   {
@@ -244,32 +210,25 @@ TEST(MapModel, StopAndRefusals) {
     ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
     EXPECT_FALSE(ApplyMapModel(f, column, t.range, false, true, nullptr, nullptr, &error));
     EXPECT_NE(error.find("at least 2 rows and 2 columns"), std::string::npos);
-    AUVXGroup g;
-    ASSERT_TRUE(f.SeekUVGroup(4) && g.load(f));
-    g.freq_id = 5;
-    ASSERT_TRUE(f.SeekUVGroup(4) && g.store(f));
-    ASSERT_TRUE(f.Close());
   }
+  EditGroups(path, [](int i, AUVXGroup& g) { g.freq_id = i == 4 ? 5 : g.freq_id; });
   EXPECT_FALSE(Apply(path, t, false, true, &error));
   EXPECT_NE(error.find("frequency set-up id 5"), std::string::npos) << error;
 }
 
 TEST(MapSeries, MapKServesTimesFromKSteps) {
-  EXPECT_EQ(MapSeriesIndex(0.0, 10.0, 3), 0);
-  EXPECT_EQ(MapSeriesIndex(9.999, 10.0, 3), 0);
-  EXPECT_EQ(MapSeriesIndex(10.0, 10.0, 3), 1);
-  EXPECT_EQ(MapSeriesIndex(29.0, 10.0, 3), 2);
-  EXPECT_EQ(MapSeriesIndex(1e12, 10.0, 3), 2);   // after the series: the last map
-  EXPECT_EQ(MapSeriesIndex(-5.0, 10.0, 3), 0);   // before it: the first
-  EXPECT_EQ(MapSeriesIndex(std::nan(""), 10.0, 3), 0);
-  EXPECT_EQ(MapSeriesIndex(25.0, 10.0, 1), 0);
+  // Step 10 s, 3 maps; after the series the last map, before it (or NaN) the first; one map only.
+  const struct {
+    double t;
+    int n, want;
+  } times[] = {{0, 3, 0}, {9.999, 3, 0}, {10, 3, 1}, {29, 3, 2}, {1e12, 3, 2}, {-5, 3, 0}, {std::nan(""), 3, 0}, {25, 1, 0}};
+  for (const auto& c : times) EXPECT_EQ(MapSeriesIndex(c.t, 10.0, c.n), c.want) << c.t << " " << c.n;
 
   TempDir dir;
   // Three 3 x 3 maps, each a point of 1, 2 or 3 Jy at the phase centre: V = the map's flux.
   std::vector<std::string> maps;
   for (int k = 0; k < 3; ++k) {
-    AMatrix<float> m(3, 3);
-    for (std::uint64_t i = 0; i < m.Elements(); ++i) m.data[i] = 0;
+    AMatrix<float> m = ZeroMap(3, 3);
     m(1, 1) = float(k + 1);
     maps.push_back(dir.File("m" + std::to_string(k) + ".exm"));
     std::string error;
@@ -278,14 +237,15 @@ TEST(MapSeries, MapKServesTimesFromKSteps) {
   auto flux_of = [](const FileData& d, int g) { return d.vis[g].Entry(1, 2, 1).re; };
   const std::string path = dir.File("series.uvx");
   std::string error;
-  // Group times 0, 0, 0, 10, 10, 10, 20 s. Two maps of 10 s: 0 -> map 0, 10 -> map 1, 20 -> map 1.
-  WriteSampleFile(path, kGroups);
-  {
+  auto apply = [&](const std::vector<std::string>& series, double step) {
     AUVXFile f;
     ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
-    ASSERT_TRUE(ApplyMapSeries(f, {maps[0], maps[1]}, 10.0, false, true, nullptr, nullptr, &error)) << error;
+    ASSERT_TRUE(ApplyMapSeries(f, series, step, false, true, nullptr, nullptr, &error)) << error;
     ASSERT_TRUE(f.Close());
-  }
+  };
+  // Group times 0, 0, 0, 10, 10, 10, 20 s. Two maps of 10 s: 0 -> map 0, 10 -> map 1, 20 -> map 1.
+  WriteSampleFile(path, kGroups);
+  apply({maps[0], maps[1]}, 10.0);
   FileData d = ReadFile(path);
   const float two_maps[kGroups] = {1, 1, 1, 2, 2, 2, 2};
   for (int g = 0; g < kGroups; ++g) {
@@ -294,18 +254,8 @@ TEST(MapSeries, MapKServesTimesFromKSteps) {
   }
   // Three maps of 7 s, groups out of time order (times reversed): 0 -> 1 Jy, 10 -> 2, 20 -> 3.
   WriteSampleFile(path, kGroups);
-  {
-    AUVXFile f;
-    ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
-    for (int g = 0; g < kGroups; ++g) {
-      AUVXGroup grp;
-      ASSERT_TRUE(f.SeekUVGroup(g) && grp.load(f));
-      grp.time = 10.0 * ((kGroups - 1 - g) / 3);
-      ASSERT_TRUE(f.SeekUVGroup(g) && grp.store(f));
-    }
-    ASSERT_TRUE(ApplyMapSeries(f, maps, 7.0, false, true, nullptr, nullptr, &error)) << error;
-    ASSERT_TRUE(f.Close());
-  }
+  EditGroups(path, [](int g, AUVXGroup& grp) { grp.time = 10.0 * ((kGroups - 1 - g) / 3); });
+  apply(maps, 7.0);
   d = ReadFile(path);
   for (int g = 0; g < kGroups; ++g) EXPECT_EQ(flux_of(d, g), float(1 + int(d.groups[g].time / 7.0))) << g;
   // Failures: a missing map names its path, no maps, a bad step.

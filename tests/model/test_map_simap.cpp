@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "model/map_simap.h"
-#include "uvx/uvx_test_util.h"
+#include "model/model_test_util.h"
 
 namespace {
 
@@ -17,13 +17,6 @@ AMSIMap Sample() {
   m(1, 0) = 2.5f, m(1, 1) = 1e-8f;
   m(2, 0) = -123456.789f, m(2, 1) = 0.1f;
   return m;
-}
-
-bool Same(const AMatrix<float>& a, const AMatrix<float>& b) {
-  if (a.rows != b.rows || a.cols != b.cols) return false;
-  for (std::uint64_t i = 0; i < a.Elements(); ++i)
-    if (a.data[i] != b.data[i]) return false;
-  return true;
 }
 
 }  // namespace
@@ -38,7 +31,7 @@ TEST(SpectralIndexMap, TextFileRoundTripsAndDocumentedForm) {
   std::istringstream in(text);
   std::string error;
   ASSERT_TRUE(back.Load(in, &error)) << error;
-  EXPECT_TRUE(Same(back, m));
+  EXPECT_TRUE(SameMatrix(back, m));
   // Written by hand: comments, blanks or commas between values, a '+' sign.
   std::istringstream hand("# indices of two components\n\n  SIMAP 2 3  # shape\n1 2 3\n+4,5 , -6e-1 # row 1\n");
   ASSERT_TRUE(back.Load(hand, &error)) << error;
@@ -51,7 +44,7 @@ TEST(SpectralIndexMap, TextFileRoundTripsAndDocumentedForm) {
   ASSERT_TRUE(m.SaveFile(dir.File("si.txt"), &error)) << error;
   AMSIMap from_file;
   ASSERT_TRUE(from_file.LoadFile(dir.File("si.txt"), &error)) << error;
-  EXPECT_TRUE(Same(from_file, m));
+  EXPECT_TRUE(SameMatrix(from_file, m));
   EXPECT_FALSE(m.SaveFile(dir.File("no/dir/si.txt"), &error));
   EXPECT_FALSE(from_file.LoadFile(dir.File("missing.txt"), &error));
 }
@@ -81,23 +74,20 @@ TEST(SpectralIndexMap, DamagedTextIsRefusedAndTheMapKept) {
     std::string error;
     EXPECT_FALSE(m.Load(in, &error)) << c.text;
     EXPECT_NE(error.find(c.reason), std::string::npos) << c.text << " -> " << error;
-    EXPECT_TRUE(Same(m, Sample())) << c.text;
+    EXPECT_TRUE(SameMatrix(m, Sample())) << c.text;
   }
 }
 
 TEST(SpectralIndexMap, SettingsForm) {
   const AMSIMap m = Sample();
   const auto kv = m.ToSettings();
-  ASSERT_EQ(kv.size(), 4u);
-  EXPECT_EQ(kv[0].first, "ROW-COL");
-  EXPECT_EQ(kv[0].second, "3\t2");
-  EXPECT_EQ(kv[1].first, "ROW0");
   // valToStr of each float as a double, joined with ", ", nothing after the last.
-  EXPECT_EQ(kv[1].second, "0, -0.699999988079071");
-  EXPECT_EQ(kv[2].first, "ROW1");
-  EXPECT_EQ(kv[2].second, "2.5, 9.99999993922529e-09");
-  EXPECT_EQ(kv[3].first, "ROW2");
-  EXPECT_EQ(kv[3].second, "-123456.7890625, 0.10000000149011612");
+  using Settings = std::vector<std::pair<std::string, std::string>>;
+  const Settings settings = {{"ROW-COL", "3\t2"},
+                             {"ROW0", "0, -0.699999988079071"},
+                             {"ROW1", "2.5, 9.99999993922529e-09"},
+                             {"ROW2", "-123456.7890625, 0.10000000149011612"}};
+  EXPECT_EQ(Settings(kv.begin(), kv.end()), settings);
 
   std::map<std::string, std::string> store(kv.begin(), kv.end());
   auto get = [&store](const std::string& key) -> std::optional<std::string> {
@@ -107,7 +97,7 @@ TEST(SpectralIndexMap, SettingsForm) {
   };
   AMSIMap back;
   back.FromSettings(get);
-  EXPECT_TRUE(Same(back, m));
+  EXPECT_TRUE(SameMatrix(back, m));
 
   // Short rows leave zeros; a missing row is all zeros; extra values and junk are ignored.
   store = {{"ROW-COL", "3\t3"}, {"ROW0", "1.5"}, {"ROW2", "2, x, 4, 5"}};

@@ -7,15 +7,12 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <random>
 #include <sstream>
 
-#include <unistd.h>
-
-#include "model/model_document.h"
 #include "model/comp_table.h"
-#include "model/components.h"
+#include "model/model_document.h"
+#include "model/model_test_util.h"
 
 namespace fs = std::filesystem;
 
@@ -24,18 +21,9 @@ namespace {
 AComponents Sample() {
   AComponents m;
   const double awkward[] = {0.1, 1.0 / 3.0, -2.5e-300, 6.02214076e23, 4.9e-324, -0.0, 123456789.123456789};
-  for (int type = 1; type <= kCompTypeCount; ++type) {
-    ACompItem c;
-    c.type = type;
-    c.flux = awkward[(type + 0) % 7];
-    c.large_axis = awkward[(type + 1) % 7];
-    c.axis_ratio = awkward[(type + 2) % 7];
-    c.inclination = awkward[(type + 3) % 7];
-    c.position_angle = awkward[(type + 4) % 7];
-    c.distance = awkward[(type + 5) % 7];
-    c.width = awkward[(type + 6) % 7];
-    m.Add(c);
-  }
+  auto a = [&](int type, int k) { return awkward[(type + k) % 7]; };
+  for (int type = 1; type <= kCompTypeCount; ++type)
+    m.Add(Comp(type, a(type, 0), a(type, 1), a(type, 2), a(type, 3), a(type, 4), a(type, 5), a(type, 6)));
   return m;
 }
 
@@ -64,7 +52,7 @@ TEST(ModelFileText, RoundTripIsBitExact) {
   EXPECT_NE(text.find("  # Thick ring\n"), std::string::npos);
   AComponents back;
   std::istringstream in(text);
-  EXPECT_TRUE(back.Load(in));
+  EXPECT_TRUE(back.Load(in));  // the stream interface
   EXPECT_TRUE(SameModel(m, back));  // bit for bit, -0.0 and the denormal included
   EXPECT_EQ(Stored(back), text);
 
@@ -74,12 +62,9 @@ TEST(ModelFileText, RoundTripIsBitExact) {
   EXPECT_TRUE(SameModel(copy, m));
   copy[0].flux = 99;
   EXPECT_NE(m[0].flux, 99);
-
   // An empty model stores as header and END, and loads back empty.
-  AComponents empty;
-  AComponents target = m;
-  EXPECT_EQ(LoadText(Stored(empty), target), 1);
-  EXPECT_EQ(target.GetSize(), 0);
+  EXPECT_EQ(LoadText(Stored(AComponents()), copy), 1);
+  EXPECT_EQ(copy.GetSize(), 0);
 }
 
 TEST(ModelFileText, HandWrittenFilesAreRead) {
@@ -96,16 +81,22 @@ TEST(ModelFileText, HandWrittenFilesAreRead) {
   std::string error;
   ASSERT_EQ(LoadText(text, m, &error), 1) << error;
   ASSERT_EQ(m.GetSize(), 2);
-  EXPECT_EQ(m[0].type, kCompGaussian);
-  EXPECT_EQ(m[0].flux, 1.5);
-  EXPECT_EQ(m[0].large_axis, 1e-3);
-  EXPECT_EQ(m[0].position_angle, 90);
-  EXPECT_EQ(m[0].distance, 0.002);
-  EXPECT_EQ(m[1].type, kCompDelta);
-  EXPECT_EQ(m[1].flux, 2);
+  EXPECT_EQ(m[0], Comp(kCompGaussian, 1.5, 1e-3, 0.5, 45, 90, 0.002, 0.5));
+  EXPECT_EQ(m[1], Comp(kCompDelta, 2, 0, 1, 0, 0, 0, 0));
   // END as the very last bytes, without a line feed.
   EXPECT_EQ(LoadText("QVLMODEL 1\n3 1 1 1 0 0 0 0.5\nEND", m), 1);
   EXPECT_EQ(m.GetSize(), 1);
+
+  // The shipped example model loads and validates.
+  const char* env = std::getenv("QVL_TEST_DATA");
+  AMModelDocument doc;
+  MessageRecorder messages;
+  ASSERT_EQ(doc.Open(std::string(env ? env : QVL_SOURCE_DATA) + "/examples/core_jet.mdl", messages), 1)
+      << (messages.shown.empty() ? "" : messages.shown[0]);
+  ASSERT_EQ(doc.Model().GetSize(), 4);
+  EXPECT_EQ(doc.Model()[0].type, kCompDelta);
+  EXPECT_TRUE(CheckComponents(doc.Model()).ok);
+  EXPECT_NEAR(doc.Model().VfromUV(0, 0).real(), 0.8 + 1.2 + 0.5 + 0.25, 1e-12);
 }
 
 TEST(ModelFileText, DamagedFilesAreRefusedWithAReason) {
@@ -171,15 +162,8 @@ TEST(ModelFileText, DamagedFilesAreRefusedWithAReason) {
 
 class ModelDocumentTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("qvl_model_doc_" + std::to_string(::getpid()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string Path(const char* name) const { return (dir_ / name).string(); }
-  fs::path dir_;
+  std::string Path(const char* name) const { return dir_.File(name); }
+  TempDir dir_;
 };
 
 // A save dialog that records its initial name and answers with a queued path (or Cancel).
@@ -199,6 +183,10 @@ TEST_F(ModelDocumentTest, SaveSaveAsAndOpen) {
   AMModelDocument doc;
   MessageRecorder messages;
   FakeDialog dialog;
+  auto expect_state = [&](int modified, const std::string& path) {
+    EXPECT_EQ(doc.IsModified(), modified);
+    EXPECT_EQ(doc.Path(), path);
+  };
   EXPECT_EQ(doc.Title(), "Untitled (Source modeling) - QVLModel");
   doc.Model() = Sample();
   doc.Modified() = 1;
@@ -207,23 +195,20 @@ TEST_F(ModelDocumentTest, SaveSaveAsAndOpen) {
   EXPECT_EQ(doc.Save(dialog, messages), 0);
   ASSERT_EQ(dialog.asked.size(), 1u);
   EXPECT_EQ(dialog.asked[0], "*.mdl");
-  EXPECT_EQ(doc.IsModified(), 1);
-  EXPECT_TRUE(doc.Path().empty());
+  expect_state(1, "");
 
   // A path that cannot be written: reported, flag and path kept, nothing left behind.
   dialog.answer = Path("missing/dir/a.mdl");
   EXPECT_EQ(doc.Save(dialog, messages), 0);
-  EXPECT_EQ(doc.IsModified(), 1);
-  EXPECT_TRUE(doc.Path().empty());
+  expect_state(1, "");
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_NE(messages.shown[0].find("missing/dir/a.mdl"), std::string::npos);
 
   dialog.answer = Path("a.mdl");
   EXPECT_EQ(doc.Save(dialog, messages), 1);
-  EXPECT_EQ(doc.Path(), Path("a.mdl"));
-  EXPECT_EQ(doc.IsModified(), 0);
+  expect_state(0, Path("a.mdl"));
   EXPECT_EQ(doc.Title(), "a.mdl (Source modeling) - QVLModel");
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()), 1);  // no temporary left
+  EXPECT_EQ(std::distance(fs::directory_iterator(Path("")), fs::directory_iterator()), 1);  // no temporary left
 
   // With a current path Save writes there without asking.
   doc.Model()[0].flux = 7;
@@ -235,12 +220,11 @@ TEST_F(ModelDocumentTest, SaveSaveAsAndOpen) {
   dialog.answer = Path("b.mdl");
   EXPECT_EQ(doc.SaveAs(dialog, messages), 1);
   EXPECT_EQ(dialog.asked.at(0), Path("a.mdl"));
-  EXPECT_EQ(doc.Path(), Path("b.mdl"));
+  expect_state(0, Path("b.mdl"));
 
   AMModelDocument other;
   EXPECT_EQ(other.Open(Path("a.mdl"), messages), 1);
-  EXPECT_TRUE(SameModel(other.Model(), doc.Model()));
-  EXPECT_EQ(other.Model()[0].flux, 7);
+  EXPECT_TRUE(SameModel(other.Model(), doc.Model()));  // the second save wrote the changed flux
   EXPECT_EQ(other.Path(), Path("a.mdl"));
 
   // Missing and damaged files: a message, the open model untouched.
@@ -286,23 +270,6 @@ TEST_F(ModelDocumentTest, SaveChangesQuestion) {
   doc.Modified() = 1;
   SilentMessages silent;
   EXPECT_EQ(doc.AskSaveChanges(dialog, silent), 0);
-}
-
-}  // namespace
-
-namespace {
-
-TEST(ModelFileText, ShippedExampleModelLoadsAndValidates) {
-  const char* env = std::getenv("QVL_TEST_DATA");
-  const std::string data = env ? env : QVL_SOURCE_DATA;
-  AMModelDocument doc;
-  MessageRecorder messages;
-  ASSERT_EQ(doc.Open(data + "/examples/core_jet.mdl", messages), 1)
-      << (messages.shown.empty() ? "" : messages.shown[0]);
-  ASSERT_EQ(doc.Model().GetSize(), 4);
-  EXPECT_EQ(doc.Model()[0].type, kCompDelta);
-  EXPECT_TRUE(CheckComponents(doc.Model()).ok);
-  EXPECT_NEAR(doc.Model().VfromUV(0, 0).real(), 0.8 + 1.2 + 0.5 + 0.25, 1e-12);
 }
 
 }  // namespace

@@ -6,60 +6,38 @@
 #include <filesystem>
 
 #include "model/model_run.h"
+#include "model/model_test_util.h"
 #include "model/reference_vis.h"
-#include "uvx/uvx_test_util.h"
 
 namespace {
 
 // Frequencies of the sample file: reference 22.2 GHz, IF offsets 0 and 16 MHz, 8 MHz channels.
 double SampleFreq(int if_index, int channel) { return 22.2e9 + 16e6 * if_index + 8e6 * channel; }
 
+// A Gaussian resolved on the sample's UV points (0.4 arcsec), so channels differ, and a point.
 AComponents TwoComponents() {
   AComponents m;
-  ACompItem g;
-  g.type = kCompGaussian;
-  g.flux = 2.0;
-  g.large_axis = 0.4;  // arcsec: resolved on the sample's UV points, so channels differ
-  g.axis_ratio = 0.5;
-  g.inclination = 30;
-  m.Add(g);
-  ACompItem d;
-  d.type = kCompDelta;
-  d.flux = 0.5;
-  d.distance = 0.3;
-  d.position_angle = 60;
-  m.Add(d);
+  m.Add(Comp(kCompGaussian, 2.0, 0.4, 0.5, 30));
+  m.Add(Comp(kCompDelta, 0.5, 0.001, 1, 0, 60, 0.3));
   return m;
 }
 
-struct TaskRun {
+// One run of the task from `in` to `out`; `setup` adjusts the work item first.
+int RunComponents(const std::string& in, const std::string& out, const AComponents& model,
+                  const std::function<void(AMUVXWorkItem&)>& setup = {}, int stop = 0,
+                  std::string* error = nullptr) {
   AMUVXWorkItem item;
+  item.in_path = in;
+  item.out_path = out;
+  if (setup) setup(item);
   AMModelSource source;
+  source.components = &model;
   MessageRecorder messages;
-  StopFlag stop{0};
-};
-
-int RunComponents(TaskRun& r, const AComponents& model) {
-  r.source.kind = kModelComponents;
-  r.source.components = &model;
-  AMP2Work work(r.item, r.source, nullptr, &r.stop, r.messages);
-  return work.Run();
-}
-
-std::vector<std::pair<AUVXGroup, AUVXVisibility>> ReadGroups(const std::string& path) {
-  AUVXFile f;
-  EXPECT_TRUE(f.Open(path, AUVXFile::modeRead)) << f.Error();
-  std::vector<std::pair<AUVXGroup, AUVXVisibility>> out;
-  for (std::int64_t i = 0; i < f.Groups(); ++i) {
-    AUVXGroup g;
-    AUVXVisibility v(f);
-    f.SeekUVGroup(i);
-    g.load(f);
-    f.SeekUVVis(i);
-    v.load(f);
-    out.emplace_back(g, v);
-  }
-  return out;
+  StopFlag flag{stop};
+  AMP2Work work(item, source, nullptr, &flag, messages);
+  const int ok = work.Run();
+  if (error) *error = work.Error();
+  return ok;
 }
 
 }  // namespace
@@ -70,29 +48,24 @@ TEST(ModelOntoUV, ComponentValuesMatchADirectEvaluationInFastAndPerChannelModes)
   WriteSampleFile(in, 9);
   const AComponents model = TwoComponents();
   for (int fast : {1, 0}) {
-    TaskRun r;
-    r.item.in_path = in;
-    r.item.out_path = dir.File(fast ? "fast.uvx" : "slow.uvx");
-    r.item.fast = fast;
-    ASSERT_TRUE(RunComponents(r, model));
-    const auto groups = ReadGroups(r.item.out_path);
-    ASSERT_EQ(groups.size(), 9u);
+    const std::string out = dir.File(fast ? "fast.uvx" : "slow.uvx");
+    ASSERT_TRUE(RunComponents(in, out, model, [&](AMUVXWorkItem& item) { item.fast = fast; }));
+    const FileData got = ReadFile(out);
+    ASSERT_EQ(got.vis.size(), 9u);
     bool channels_differ = false;
-    for (std::size_t g = 0; g < groups.size(); ++g) {
-      const AUVXGroup& grp = groups[g].first;
-      const AUVXVisibility& vis = groups[g].second;
+    for (int g = 0; g < 9; ++g) {
+      const AUVXVisibility& vis = got.vis[g];
       for (int k = 0; k < 2; ++k)
         for (int j = 0; j < 3; ++j) {
           const double f = SampleFreq(k, fast ? 0 : j);
           std::complex<double> want = 0;
           for (int c = 0; c < model.GetSize(); ++c)
-            want += ReferenceVis(model[c], double(grp.u) * f, double(grp.v) * f);
+            want += ReferenceVis(model[c], double(got.groups[g].u) * f, double(got.groups[g].v) * f);
           for (int p = 0; p < 2; ++p) {
             const AUVXVisEntry& e = vis.Entry(k, j, p);
             EXPECT_NEAR(e.re, want.real(), 1e-5) << "group " << g << " IF " << k << " ch " << j;
             EXPECT_NEAR(e.im, want.imag(), 1e-5);
-            // Weights are the input's.
-            EXPECT_EQ(e.weight, SampleEntry(int(g), vis.Index(k, j, p)).weight);
+            EXPECT_EQ(e.weight, SampleEntry(g, vis.Index(k, j, p)).weight);  // weights are the input's
           }
           if (j > 0 && vis.Entry(k, j, 0).re != vis.Entry(k, 0, 0).re) channels_differ = true;
         }
@@ -103,38 +76,27 @@ TEST(ModelOntoUV, ComponentValuesMatchADirectEvaluationInFastAndPerChannelModes)
 
 TEST(ModelOntoUV, SpectralFactorsFollowThePiecewisePowerLaw) {
   // One set-up, three IFs at 1, 2 and 4 GHz (first channels), two components.
-  AUVXTable* fq_table;
-  {
-    AMatrix<AUVXFqTblItem> m(1, 3);
-    m(0, 0) = {0.0, 1e6};
-    m(0, 1) = {1e9, 1e6};
-    m(0, 2) = {3e9, 1e6};
-    AArray<int> ids;
-    ids.Add(1);
-    fq_table = MakeFqTable(m, ids, 3, 4);
-  }
+  AMatrix<AUVXFqTblItem> m(1, 3);
+  m(0, 0) = {0.0, 1e6};
+  m(0, 1) = {1e9, 1e6};
+  m(0, 2) = {3e9, 1e6};
+  AArray<int> ids;
+  ids.Add(1);
+  AUVXTable* fq_table = MakeFqTable(m, ids, 3, 4);
   AUVXFqTbl fq;
   ASSERT_TRUE(fq.FromTable(*fq_table, 1e9, 4));
   delete fq_table;
-  AMatrix<float> alpha(3, 2);
-  alpha(0, 0) = 7.0f;  // row 0's index is never used
-  alpha(1, 0) = -1.0f;
-  alpha(2, 0) = 0.5f;
-  alpha(0, 1) = 0.0f;
-  alpha(1, 1) = 2.0f;
-  alpha(2, 1) = -2.0f;
-  AMatrix<float> factors;
+  // Row 0's index is never used. Column 0: 1; (2/1)^-1 = 0.5; 0.5 (4/2)^0.5 = 0.7071. Column 1:
+  // 1; 2^2 = 4; 4 * 2^-2 = 1.
+  const float alphas[3][2] = {{7.0f, 0.0f}, {-1.0f, 2.0f}, {0.5f, -2.0f}};
+  const float want[3][2] = {{1.0f, 1.0f}, {0.5f, 4.0f}, {float(0.5 * std::sqrt(2.0)), 1.0f}};
+  AMatrix<float> alpha(3, 2), factors;
+  std::memcpy(alpha.data, alphas, sizeof alphas);
   BuildSpectralFactors(alpha, fq, 3, factors);
   ASSERT_EQ(factors.rows, 3u);
   ASSERT_EQ(factors.cols, 2u);
-  // Column 0: 1; (2/1)^-1 = 0.5; 0.5 * (4/2)^0.5 = 0.7071.
-  EXPECT_FLOAT_EQ(factors(0, 0), 1.0f);
-  EXPECT_FLOAT_EQ(factors(1, 0), 0.5f);
-  EXPECT_FLOAT_EQ(factors(2, 0), float(0.5 * std::sqrt(2.0)));
-  // Column 1: 1; 2^2 = 4; 4 * 2^-2 = 1.
-  EXPECT_FLOAT_EQ(factors(0, 1), 1.0f);
-  EXPECT_FLOAT_EQ(factors(1, 1), 4.0f);
-  EXPECT_FLOAT_EQ(factors(2, 1), 1.0f);
+  for (std::uint32_t r = 0; r < 3; ++r)
+    for (std::uint32_t c = 0; c < 2; ++c) EXPECT_FLOAT_EQ(factors(r, c), want[r][c]) << r << ", " << c;
   EXPECT_DOUBLE_EQ(LowestFrequency(fq), 1e9);
 }
 
@@ -143,69 +105,42 @@ TEST(ModelOntoUV, SpectralScalingWeightsEachComponentPerIF) {
   const std::string in = dir.File("in.uvx");
   WriteSampleFile(in, 4);
   AComponents model;
-  ACompItem d;
-  d.type = kCompDelta;
-  d.flux = 1.0;
-  model.Add(d);  // a centred delta: V = flux exactly, easy to read back
-
-  // IF 1 lies 16 MHz above IF 0: factor (f1/f0)^alpha with alpha = -0.7.
-  TaskRun r;
-  r.item.in_path = in;
-  r.item.out_path = dir.File("mfs.uvx");
-  r.item.use_mfs = 1;
-  r.item.si_map.Resize(2, 1);
-  r.item.si_map(0, 0) = 3.0f;
-  r.item.si_map(1, 0) = -0.7f;
-  ASSERT_TRUE(RunComponents(r, model));
+  model.Add(Comp(kCompDelta, 1.0));  // a centred delta: V = flux exactly, easy to read back
+  auto with_map = [](std::uint32_t rows, std::uint32_t cols, std::vector<float> values) {
+    return [=](AMUVXWorkItem& item) {
+      item.use_mfs = 1;
+      item.si_map.Resize(rows, cols);
+      for (std::size_t i = 0; i < values.size(); ++i) item.si_map.data[i] = values[i];
+    };
+  };
+  // IF 1 lies 16 MHz above IF 0: factor (f1/f0)^alpha with alpha = -0.7; row 0 keeps the flux and
+  // the channels share the IF's factor.
+  ASSERT_TRUE(RunComponents(in, dir.File("mfs.uvx"), model, with_map(2, 1, {3.0f, -0.7f})));
   const float want1 = float(std::pow(SampleFreq(1, 0) / SampleFreq(0, 0), double(-0.7f)));
-  for (const auto& [g, v] : ReadGroups(r.item.out_path)) {
-    EXPECT_FLOAT_EQ(v.Entry(0, 2, 1).re, 1.0f);   // row 0 keeps the flux
-    EXPECT_FLOAT_EQ(v.Entry(1, 2, 1).re, want1);  // channels share the IF's factor
+  for (const AUVXVisibility& v : ReadFile(dir.File("mfs.uvx")).vis) {
+    EXPECT_FLOAT_EQ(v.Entry(0, 2, 1).re, 1.0f);
+    EXPECT_FLOAT_EQ(v.Entry(1, 2, 1).re, want1);
   }
-
   // A one-row map applies no scaling at all.
-  TaskRun one;
-  one.item.in_path = in;
-  one.item.out_path = dir.File("one_row.uvx");
-  one.item.use_mfs = 1;
-  one.item.si_map.Resize(1, 1);
-  one.item.si_map(0, 0) = 5.0f;
-  ASSERT_TRUE(RunComponents(one, model));
-  for (const auto& [g, v] : ReadGroups(one.item.out_path)) EXPECT_FLOAT_EQ(v.Entry(1, 0, 0).re, 1.0f);
-
+  ASSERT_TRUE(RunComponents(in, dir.File("one_row.uvx"), model, with_map(1, 1, {5.0f})));
+  for (const AUVXVisibility& v : ReadFile(dir.File("one_row.uvx")).vis) EXPECT_FLOAT_EQ(v.Entry(1, 0, 0).re, 1.0f);
   // A map too small for the file is refused before anything is written.
-  TaskRun small;
-  small.item.in_path = in;
-  small.item.out_path = dir.File("small.uvx");
-  small.item.use_mfs = 1;
-  small.item.si_map.Resize(2, 0);
-  EXPECT_FALSE(RunComponents(small, model));
-  EXPECT_FALSE(std::filesystem::exists(small.item.out_path));
+  EXPECT_FALSE(RunComponents(in, dir.File("small.uvx"), model, with_map(2, 0, {})));
+  EXPECT_FALSE(std::filesystem::exists(dir.File("small.uvx")));
 }
 
 TEST(ModelOntoUV, AddDoublesAModelReplaceIsIdempotentAndEmptyModelsZeroTheData) {
   TempDir dir;
-  const std::string in = dir.File("in.uvx");
+  const std::string in = dir.File("in.uvx"), m1 = dir.File("m1.uvx"), m2 = dir.File("m2.uvx"), m3 = dir.File("m3.uvx");
   WriteSampleFile(in, 5);
   const AComponents model = TwoComponents();
-  TaskRun first;
-  first.item.in_path = in;
-  first.item.out_path = dir.File("m1.uvx");
-  ASSERT_TRUE(RunComponents(first, model));
-  TaskRun again;  // replace on a file that already holds the model: the same file
-  again.item.in_path = first.item.out_path;
-  again.item.out_path = dir.File("m2.uvx");
-  ASSERT_TRUE(RunComponents(again, model));
-  TaskRun add;
-  add.item.in_path = first.item.out_path;
-  add.item.out_path = dir.File("m3.uvx");
-  add.item.add_type = 0;
-  ASSERT_TRUE(RunComponents(add, model));
-  const auto g1 = ReadGroups(first.item.out_path), g2 = ReadGroups(again.item.out_path),
-             g3 = ReadGroups(add.item.out_path);
-  for (std::size_t g = 0; g < g1.size(); ++g)
-    for (int e = 0; e < g1[g].second.Count(); ++e) {
-      const AUVXVisEntry &a = g1[g].second.entries[e], &b = g2[g].second.entries[e], &c = g3[g].second.entries[e];
+  ASSERT_TRUE(RunComponents(in, m1, model));
+  ASSERT_TRUE(RunComponents(m1, m2, model));  // replace on a file that already holds the model: the same file
+  ASSERT_TRUE(RunComponents(m1, m3, model, [](AMUVXWorkItem& item) { item.add_type = 0; }));
+  const FileData g1 = ReadFile(m1), g2 = ReadFile(m2), g3 = ReadFile(m3);
+  for (std::size_t g = 0; g < g1.vis.size(); ++g)
+    for (int e = 0; e < g1.vis[g].Count(); ++e) {
+      const AUVXVisEntry &a = g1.vis[g].entries[e], &b = g2.vis[g].entries[e], &c = g3.vis[g].entries[e];
       EXPECT_EQ(a.re, b.re);
       EXPECT_EQ(a.im, b.im);
       EXPECT_FLOAT_EQ(c.re, 2.0f * a.re);
@@ -213,21 +148,18 @@ TEST(ModelOntoUV, AddDoublesAModelReplaceIsIdempotentAndEmptyModelsZeroTheData) 
       EXPECT_EQ(c.weight, a.weight);
     }
 
-  TaskRun empty;
-  empty.item.in_path = in;
-  empty.item.out_path = dir.File("zero.uvx");
-  const AComponents none;
-  ASSERT_TRUE(RunComponents(empty, none));
-  const auto z = ReadGroups(empty.item.out_path);
-  for (std::size_t g = 0; g < z.size(); ++g)
-    for (int e = 0; e < z[g].second.Count(); ++e) {
-      EXPECT_EQ(z[g].second.entries[e].re, 0.0f);
-      EXPECT_EQ(z[g].second.entries[e].im, 0.0f);
-      EXPECT_EQ(z[g].second.entries[e].weight, SampleEntry(int(g), e).weight);
+  const std::string zero = dir.File("zero.uvx");
+  ASSERT_TRUE(RunComponents(in, zero, AComponents()));
+  const FileData z = ReadFile(zero);
+  for (std::size_t g = 0; g < z.vis.size(); ++g)
+    for (int e = 0; e < z.vis[g].Count(); ++e) {
+      EXPECT_EQ(z.vis[g].entries[e].re, 0.0f);
+      EXPECT_EQ(z.vis[g].entries[e].im, 0.0f);
+      EXPECT_EQ(z.vis[g].entries[e].weight, SampleEntry(int(g), e).weight);
     }
   // The output carries the input's tables and header.
   AUVXFile out;
-  ASSERT_TRUE(out.Open(empty.item.out_path, AUVXFile::modeRead));
+  ASSERT_TRUE(out.Open(zero, AUVXFile::modeRead));
   for (const char* t : {"FQ", "SU", "AN", "BL", "PS"}) EXPECT_NE(out.GetTable(t), nullptr) << t;
   EXPECT_EQ(out.Header().Object(), "3C84");
 }
@@ -236,76 +168,44 @@ TEST(ModelOntoUV, SameInputAndOutputUpdatesInPlace) {
   TempDir dir;
   const std::string path = dir.File("data.uvx");
   WriteSampleFile(path, 6);
-  TaskRun copy;
-  copy.item.in_path = path;
-  copy.item.out_path = dir.File("copy.uvx");
   const AComponents model = TwoComponents();
-  ASSERT_TRUE(RunComponents(copy, model));
-
-  TaskRun in_place;
-  in_place.item.in_path = path;
+  ASSERT_TRUE(RunComponents(path, dir.File("copy.uvx"), model));
   // Another spelling of the same file must not be mistaken for a new output.
-  in_place.item.out_path = (std::filesystem::path(path).parent_path() / "." / "data.uvx").string();
-  ASSERT_TRUE(RunComponents(in_place, model));
+  ASSERT_TRUE(RunComponents(path, (std::filesystem::path(path).parent_path() / "." / "data.uvx").string(), model));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.File("")), {}), 2);
-  const auto a = ReadGroups(path), b = ReadGroups(copy.item.out_path);
-  ASSERT_EQ(a.size(), b.size());
-  for (std::size_t g = 0; g < a.size(); ++g)
-    for (int e = 0; e < a[g].second.Count(); ++e) {
-      EXPECT_EQ(a[g].second.entries[e].re, b[g].second.entries[e].re);
-      EXPECT_EQ(a[g].second.entries[e].weight, b[g].second.entries[e].weight);
+  const FileData a = ReadFile(path), b = ReadFile(dir.File("copy.uvx"));
+  ASSERT_EQ(a.vis.size(), b.vis.size());
+  for (std::size_t g = 0; g < a.vis.size(); ++g)
+    for (int e = 0; e < a.vis[g].Count(); ++e) {
+      EXPECT_EQ(a.vis[g].entries[e].re, b.vis[g].entries[e].re);
+      EXPECT_EQ(a.vis[g].entries[e].weight, b.vis[g].entries[e].weight);
     }
-  AUVXFile f;
-  ASSERT_TRUE(f.Open(path, AUVXFile::modeRead));
-  EXPECT_GT(f.Header().extremes.amp_max, 0.0);
+  EXPECT_GT(a.header.extremes.amp_max, 0.0);
 }
 
 TEST(ModelOntoUV, StopsAndFailuresLeaveNoOutput) {
   TempDir dir;
-  const std::string in = dir.File("in.uvx");
+  const std::string in = dir.File("in.uvx"), odd = dir.File("odd.uvx");
   WriteSampleFile(in, 5);
   const AComponents model = TwoComponents();
-
-  TaskRun stopped;
-  stopped.item.in_path = in;
-  stopped.item.out_path = dir.File("stopped.uvx");
-  stopped.stop = 1;
-  EXPECT_FALSE(RunComponents(stopped, model));
-  EXPECT_FALSE(std::filesystem::exists(stopped.item.out_path));
-
-  TaskRun missing;
-  missing.item.in_path = dir.File("absent.uvx");
-  missing.item.out_path = dir.File("out.uvx");
-  {
-    missing.source.components = &model;
-    AMP2Work work(missing.item, missing.source, nullptr, &missing.stop, missing.messages);
-    EXPECT_FALSE(work.Run());
-    EXPECT_NE(work.Error().find("absent.uvx"), std::string::npos);
-  }
-  EXPECT_FALSE(std::filesystem::exists(missing.item.out_path));
+  std::string error;
+  EXPECT_FALSE(RunComponents(in, dir.File("stopped.uvx"), model, {}, 1));
+  EXPECT_FALSE(RunComponents(dir.File("absent.uvx"), dir.File("out.uvx"), model, {}, 0, &error));
+  EXPECT_NE(error.find("absent.uvx"), std::string::npos);
 
   // A group whose frequency set-up the FQ table does not hold fails the run.
-  const std::string odd = dir.File("odd.uvx");
   WriteSampleFile(odd, 3);
-  {
-    AUVXFile f;
-    ASSERT_TRUE(f.Open(odd, AUVXFile::modeUpdate));
-    AUVXGroup g;
-    f.SeekUVGroup(1);
-    g.load(f);
-    g.freq_id = 5;
-    f.SeekUVGroup(1);
-    g.store(f);
-    ASSERT_TRUE(f.Close());
-  }
-  TaskRun bad;
-  bad.item.in_path = odd;
-  bad.item.out_path = dir.File("bad.uvx");
-  bad.source.components = &model;
-  AMP2Work work(bad.item, bad.source, nullptr, &bad.stop, bad.messages);
-  EXPECT_FALSE(work.Run());
-  EXPECT_NE(work.Error().find("set-up 5"), std::string::npos) << work.Error();
-  EXPECT_FALSE(std::filesystem::exists(bad.item.out_path));
+  EditGroups(odd, [](int i, AUVXGroup& g) { g.freq_id = i == 1 ? 5 : g.freq_id; });
+  EXPECT_FALSE(RunComponents(odd, dir.File("bad.uvx"), model, {}, 0, &error));
+  EXPECT_NE(error.find("set-up 5"), std::string::npos) << error;
+  for (const char* name : {"stopped.uvx", "out.uvx", "bad.uvx"}) EXPECT_FALSE(std::filesystem::exists(dir.File(name)));
+
+  // An older output survives a failed run untouched, and no temporary file stays behind.
+  WriteAllBytes(dir.File("bad.uvx"), "older result");
+  EXPECT_FALSE(RunComponents(odd, dir.File("bad.uvx"), model, {}, 0, &error));
+  EXPECT_EQ(ReadAll(dir.File("bad.uvx")), "older result");
+  for (const auto& e : std::filesystem::directory_iterator(dir.File("")))
+    EXPECT_NE(e.path().extension(), ".part") << e.path();
 }
 
 TEST(ModelOntoUV, BlockParallelCopyWritesTheSameBytesAsTheSequentialOne) {
@@ -337,9 +237,7 @@ TEST(ModelOntoUV, BlockParallelCopyWritesTheSameBytesAsTheSequentialOne) {
     ASSERT_TRUE(dst.Close());
   }
   EXPECT_EQ(ReadAll(dir.File("seq.uvx")), ReadAll(dir.File("par.uvx")));
-}
-
-TEST(ModelOntoUV, DefaultOutputName) {
+  // The default output name.
   EXPECT_EQ(DefaultModelOutput("/data/3C345.uvx"), "/data/3C345_mdl.uvx");
   EXPECT_EQ(DefaultModelOutput("run.UVX"), "run_mdl.uvx");
   EXPECT_EQ(DefaultModelOutput("noext"), "noext_mdl.uvx");

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 #include <nlohmann/json.hpp>
 
 #include "uvfits_test_util.h"
@@ -142,9 +143,8 @@ TEST(UVFitsAstropy, ImportsAnAipsLayoutWrittenByAstropy) {
   ASSERT_TRUE(f.Open(uvx, AUVXFile::modeRead));
   const AUVXHeader& h = f.Header();
   ASSERT_EQ(f.Groups(), std::int64_t(truth["groups"].size()));
-  EXPECT_EQ(h.n_pol, 2);
-  EXPECT_EQ(h.pol[0], truth["stokes"][0].get<int>());
-  EXPECT_EQ(h.pol[1], truth["stokes"][1].get<int>());
+  EXPECT_EQ((std::vector<int>{h.n_pol, h.pol[0], h.pol[1]}),
+            (std::vector<int>{2, truth["stokes"][0].get<int>(), truth["stokes"][1].get<int>()}));
   EXPECT_EQ(h.time_step_s, truth["time_step_s"].get<double>());
   EXPECT_EQ(h.Object(), "J1642+39");
   EXPECT_EQ(h.FluxUnit(), "UNCALIB");
@@ -153,20 +153,16 @@ TEST(UVFitsAstropy, ImportsAnAipsLayoutWrittenByAstropy) {
   for (std::size_t i = 0; i < truth["groups"].size(); ++i) {
     const json& t = truth["groups"][i];
     ASSERT_TRUE(f.SeekUVGroup(std::int64_t(i)) && g.load(f) && v.load(f));
-    EXPECT_EQ(g.tel1, t["tel1"].get<int>()) << i;
-    EXPECT_EQ(g.tel2, t["tel2"].get<int>()) << i;
-    EXPECT_EQ(g.u, float(t["u"].get<double>())) << i;
-    EXPECT_EQ(g.v, float(t["v"].get<double>())) << i;
-    EXPECT_EQ(g.w, float(t["w"].get<double>())) << i;
+    EXPECT_EQ((std::vector<double>{double(g.tel1), double(g.tel2), g.u, g.v, g.w}),
+              (std::vector<double>{t["tel1"].get<double>(), t["tel2"].get<double>(), float(t["u"].get<double>()),
+                                   float(t["v"].get<double>()), float(t["w"].get<double>())})) << i;
     const double abs_s = (h.jd0 - truth["jd0"].get<double>()) * 86400.0 + h.time + g.time;
     EXPECT_NEAR(abs_s, t["time_s"].get<double>(), 1e-6) << i;
     const std::vector<double> want = t["vis"].get<std::vector<double>>();
     ASSERT_EQ(want.size(), std::size_t(3 * v.Count()));
-    for (int e = 0; e < v.Count(); ++e) {
-      EXPECT_EQ(v.entries[e].re, want[std::size_t(3 * e)]) << i << " " << e;
-      EXPECT_EQ(v.entries[e].im, want[std::size_t(3 * e + 1)]);
-      EXPECT_EQ(v.entries[e].weight, want[std::size_t(3 * e + 2)]);
-    }
+    for (int e = 0; e < v.Count(); ++e)
+      EXPECT_EQ((std::vector<double>{v.entries[e].re, v.entries[e].im, v.entries[e].weight}),
+                (std::vector<double>(&want[std::size_t(3 * e)], &want[std::size_t(3 * e + 3)]))) << i << " " << e;
   }
   AUVXFqTbl fq(f);
   for (int i = 0; i < 2; ++i)
@@ -178,9 +174,8 @@ TEST(UVFitsAstropy, ImportsAnAipsLayoutWrittenByAstropy) {
     const json& t = truth["telescopes"][std::size_t(r)];
     EXPECT_EQ(ants[r].number, t["number"].get<int>());
     EXPECT_EQ(ants[r].Name(), t["name"].get<std::string>());
-    EXPECT_NEAR(ants[r].x, t["xyz"][0].get<double>(), 1e-6);
-    EXPECT_NEAR(ants[r].y, t["xyz"][1].get<double>(), 1e-6);
-    EXPECT_NEAR(ants[r].z, t["xyz"][2].get<double>(), 1e-6);
+    const double xyz[3] = {ants[r].x, ants[r].y, ants[r].z};
+    for (int k = 0; k < 3; ++k) EXPECT_NEAR(xyz[k], t["xyz"][std::size_t(k)].get<double>(), 1e-6) << r << k;
   }
   AUVXSources su(*f.GetTable("SU"));
   ASSERT_EQ(su.GetSize(), 1);
@@ -213,9 +208,8 @@ TEST(UVFitsAstropy, CommandLineRoundTripOfATask1File) {
   ASSERT_EQ(tb.GetSize(), 9);
   for (int i = 0; i < 9; ++i) {
     EXPECT_EQ(tb[i].Name(), ta[i].Name());
-    EXPECT_EQ(tb[i].mount, ta[i].mount);
-    EXPECT_EQ(tb[i].x, ta[i].x);
-    EXPECT_EQ(tb[i].y, ta[i].y);
+    EXPECT_EQ((std::vector<double>{double(tb[i].mount), tb[i].x, tb[i].y}),
+              (std::vector<double>{double(ta[i].mount), ta[i].x, ta[i].y})) << i;
   }
   EXPECT_EQ(tb[8].mount, 2);  // the orbiting telescope: MNTSTA 2, no fixed position
   EXPECT_EQ(tb[8].x, 0.0);
@@ -236,10 +230,7 @@ TEST(UVFitsAstropy, CommandLineRoundTripOfATask1File) {
     AUVXVisibility v(fz);
     for (std::int64_t g : {std::int64_t{0}, fz.Groups() - 1}) {
       ASSERT_TRUE(fz.SeekUVVis(g) && v.load(fz));
-      for (int e = 0; e < v.Count(); ++e) {
-        EXPECT_EQ(v.entries[e].weight, *mode ? 0.0f : 1.0f);
-        EXPECT_EQ(v.entries[e].re, 0.0f);
-      }
+      for (int e = 0; e < v.Count(); ++e) EXPECT_TRUE(SameEntry(&v.entries[e], {0.0f, 0.0f, *mode ? 0.0f : 1.0f}));
     }
   }
 

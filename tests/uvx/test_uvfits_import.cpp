@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <memory>
+#include <vector>
 
 #include "uvfits_mini.h"
 #include "uvx/fq_table.h"
@@ -32,15 +34,13 @@ TEST(UVFitsImport, RoundTripGivesBackGroupsVisibilitiesAndTables) {
   // The sample's JD0 is noon; the import counts from 0h of DATE-OBS: the same instants.
   EXPECT_EQ(hb.jd0, ha.jd0 - 0.5);
   EXPECT_EQ(hb.time, ha.time + 43200.0);
-  EXPECT_EQ(hb.time_step_s, ha.time_step_s);
-  EXPECT_EQ(hb.ref_freq_hz, ha.ref_freq_hz);
+  // Group times count from the start time: their extremes are unchanged.
+  EXPECT_EQ((std::vector<double>{hb.time_step_s, hb.ref_freq_hz, hb.extremes.amp_max, hb.extremes.weight_min,
+                                 hb.extremes.time_max, double(hb.n_pol), double(hb.pol[1])}),
+            (std::vector<double>{ha.time_step_s, ha.ref_freq_hz, ha.extremes.amp_max, ha.extremes.weight_min,
+                                 ha.extremes.time_max, 2, -2}));
   EXPECT_EQ(hb.Object(), ha.Object());
   EXPECT_EQ(hb.FluxUnit(), "Jy");
-  EXPECT_EQ(hb.n_pol, 2);
-  EXPECT_EQ(hb.pol[1], -2);
-  EXPECT_EQ(hb.extremes.amp_max, ha.extremes.amp_max);
-  EXPECT_EQ(hb.extremes.weight_min, ha.extremes.weight_min);
-  EXPECT_EQ(hb.extremes.time_max, ha.extremes.time_max);  // group times: from the start time
   AUVXFqTbl qa(fa), qb(fb);
   ASSERT_EQ(qb.GetFreqSels(), 1);
   for (int i = 0; i < 2; ++i)
@@ -49,10 +49,8 @@ TEST(UVFitsImport, RoundTripGivesBackGroupsVisibilitiesAndTables) {
   ASSERT_EQ(tb.GetSize(), 4);
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(tb[i].Name(), ta[i].Name());
-    EXPECT_EQ(tb[i].number, ta[i].number);
-    EXPECT_EQ(tb[i].x, ta[i].x);
-    EXPECT_EQ(tb[i].y, ta[i].y);
-    EXPECT_EQ(tb[i].z, ta[i].z);
+    EXPECT_EQ((std::vector<double>{double(tb[i].number), tb[i].x, tb[i].y, tb[i].z}),
+              (std::vector<double>{double(ta[i].number), ta[i].x, ta[i].y, ta[i].z}));
   }
   AUVXSources sb(*fb.GetTable("SU"));
   ASSERT_EQ(sb.GetSize(), 1);
@@ -64,11 +62,6 @@ TEST(UVFitsImport, RoundTripGivesBackGroupsVisibilitiesAndTables) {
     ASSERT_TRUE(x && y) << t;
     EXPECT_EQ(x->data, y->data) << t;
   }
-
-  // The element-by-element decoding gives the same file as the direct one.
-  const std::string c = dir.File("c.uvx");
-  ASSERT_TRUE(ImportUVFITSGeneral(fits, c, error)) << error;
-  EXPECT_EQ(ReadAll(c), ReadAll(b));
 }
 
 TEST(UVFitsImport, AipsLayoutsFoundByNameScaledAndReordered) {
@@ -88,12 +81,10 @@ TEST(UVFitsImport, AipsLayoutsFoundByNameScaledAndReordered) {
     AUVXGroup g;
     for (int i = 0; i < plain.groups; ++i) {
       ASSERT_TRUE(f.SeekUVGroup(i) && g.load(f));
-      EXPECT_EQ(256 * g.tel1 + g.tel2, MiniParam(i, "BASELINE", 0));
-      EXPECT_EQ(g.u, float(MiniParam(i, "UU", 0)));
-      EXPECT_EQ(g.v, float(MiniParam(i, "VV", 0)));
-      EXPECT_EQ(g.w, float(MiniParam(i, "WW", 0)));
-      EXPECT_EQ(g.time, kStep * (i / 3));
-      EXPECT_EQ(g.freq_id, 1);
+      EXPECT_EQ((std::vector<double>{256.0 * g.tel1 + g.tel2, g.u, g.v, g.w, g.time, double(g.freq_id)}),
+                (std::vector<double>{MiniParam(i, "BASELINE", 0), float(MiniParam(i, "UU", 0)),
+                                     float(MiniParam(i, "VV", 0)), float(MiniParam(i, "WW", 0)), kStep * (i / 3), 1}))
+          << i;
     }
   }
 
@@ -162,11 +153,7 @@ TEST(UVFitsImport, DirectDecodingMatchesCfitsioAndTheGeneralPath) {
   for (int g = 0; g < 40; ++g) {
     fits_read_img_flt(ff, g + 1, 1, 48, 0.0f, ref.data(), &any, &st);
     ASSERT_TRUE(f.SeekUVVis(g) && v.load(f));
-    for (int e = 0; e < 16; ++e) {
-      EXPECT_EQ(v.entries[e].re, ref[std::size_t(3 * e)]) << g << " " << e;
-      EXPECT_EQ(v.entries[e].im, ref[std::size_t(3 * e + 1)]);
-      EXPECT_EQ(v.entries[e].weight, ref[std::size_t(3 * e + 2)]);
-    }
+    for (int e = 0; e < 16; ++e) EXPECT_TRUE(SameEntry(&ref[std::size_t(3 * e)], v.entries[e])) << g << " " << e;
   }
   fits_close_file(ff, &st);
   EXPECT_EQ(st, 0);
@@ -179,9 +166,8 @@ TEST(UVFitsImport, StationsTimesAndChannelsAreNormalised) {
   const std::string fits = dir.File("m.uvfits"), uvx = dir.File("m.uvx");
   MiniUVFits m = Mini();
   m.an = MiniUVFits::DefaultAntennas(3);
-  m.an.AddKeywordReal("ARRAYX", 10.0);
-  m.an.AddKeywordReal("ARRAYY", 20.0);
-  m.an.AddKeywordReal("ARRAYZ", 30.0);
+  for (auto [key, value] : {std::pair{"ARRAYX", 10.0}, {"ARRAYY", 20.0}, {"ARRAYZ", 30.0}})
+    m.an.AddKeywordReal(key, value);
   m.an.AddKeywordChar("XYZHAND", "LEFT");
   m.an.AddKeywordChar("TIMSYS", "IAT");
   m.an.AddKeywordReal("IATUTC", 37.0);
@@ -198,9 +184,9 @@ TEST(UVFitsImport, StationsTimesAndChannelsAreNormalised) {
   const AUVXTable* an = f.GetTable("AN");
   AUVXAntenns ants(*const_cast<AUVXTable*>(an));
   ASSERT_EQ(ants.GetSize(), 3);
-  EXPECT_EQ(ants[1].x, 2e6 + 10.0);
-  EXPECT_EQ(ants[1].y, -(2e6 + 1 + 20.0));  // left-handed Y turned round
-  EXPECT_EQ(ants[1].z, 2e6 + 2 + 30.0);
+  // Absolute positions; the left-handed Y turned round.
+  EXPECT_EQ((std::vector<double>{ants[1].x, ants[1].y, ants[1].z}),
+            (std::vector<double>{2e6 + 10.0, -(2e6 + 1 + 20.0), 2e6 + 2 + 30.0}));
   EXPECT_EQ(uvfits::KeywordReal(*an, "ARRAYX", -1), 0.0);
   EXPECT_EQ(uvfits::KeywordText(*an, "TIMSYS"), "UTC");
   AUVXFqTbl q(f);
@@ -210,8 +196,7 @@ TEST(UVFitsImport, StationsTimesAndChannelsAreNormalised) {
   AUVXSources s(*const_cast<AUVXTable*>(su));
   ASSERT_EQ(s.GetSize(), 1);
   EXPECT_EQ(s[0].Name(), "MINI");
-  EXPECT_EQ(s[0].ra_epo_deg, 10.0);
-  EXPECT_EQ(s[0].dec_epo_deg, 20.0);
+  EXPECT_EQ((std::vector<double>{s[0].ra_epo_deg, s[0].dec_epo_deg}), (std::vector<double>{10.0, 20.0}));
 }
 
 TEST(UVFitsImport, StopLeavesNoFileAndProgressReachesTheEnd) {

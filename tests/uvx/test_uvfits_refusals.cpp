@@ -26,48 +26,23 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
   }
   ExpectRefused(fits, uvx, "not a random-groups UVFITS file");
 
-  MiniUVFits m = Mini();
-  m.params = {"VV", "WW", "DATE", "BASELINE"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no UU parameter");
-  m = Mini();
-  m.params = {"UU", "VV", "WW", "DATE", "ANTENNA1"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no BASELINE parameter");
-  m = Mini();
-  m.params = {"UU", "VV", "WW", "BASELINE"};
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no DATE parameter");
-
-  // Inconsistent axes.
-  m = Mini();
-  m.axes[4].length = 2;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 6 (RA) has length 2 (1 expected)");
-  m = Mini();
-  m.axes[0].length = 4;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 2 (COMPLEX) has length 4 (2 or 3 expected)");
-  m = Mini();
-  m.axes[1].crval = 1.0;  // codes 1, 0
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "is not a polarization code");
-  m = Mini();
-  m.axes[1].type = "POLAR";
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "axis 3 (POLAR) of length 2 cannot be represented");
-  m = Mini();
-  m.axes[3].length = 2;  // two IFs, no FQ table
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "2 IFs but no AIPS FQ table");
-  m = Mini();
-  m.telescopes = 0;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "no AIPS AN table");
+  // Missing parameters.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.params = {"VV", "WW", "DATE", "BASELINE"}; }, "no UU parameter");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.params = {"UU", "VV", "WW", "DATE", "ANTENNA1"}; },
+                    "no BASELINE parameter");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.params = {"UU", "VV", "WW", "BASELINE"}; }, "no DATE parameter");
+  // Inconsistent axes and missing tables.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[4].length = 2; }, "axis 6 (RA) has length 2 (1 expected)");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[0].length = 4; },
+                    "axis 2 (COMPLEX) has length 4 (2 or 3 expected)");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[1].crval = 1.0; }, "is not a polarization code");  // 1, 0
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[1].type = "POLAR"; },
+                    "axis 3 (POLAR) of length 2 cannot be represented");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[3].length = 2; }, "2 IFs but no AIPS FQ table");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.telescopes = 0; }, "no AIPS AN table");
 
   // Truncated: in the groups, and in a table after them.
-  m = Mini();
-  m.Write(fits);
+  Mini().Write(fits);
   const std::string whole = ReadAll(fits);
   const std::size_t data = whole.find("END     ") / 2880 * 2880 + 2880;
   WriteAllBytes(fits, whole.substr(0, data + 100));
@@ -85,51 +60,43 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
 TEST(UVFitsImportRefusals, WhatAUVXFileCannotHoldIsRefused) {
   TempDir dir;
   const std::string fits = dir.File("m.uvfits"), uvx = dir.File("m.uvx");
-  MiniUVFits m = Mini();
-  m.telescopes = 256;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "256 telescopes in the AIPS AN table: a UVX file holds at most 255");
-
-  m = Mini();  // the 2048-based encoding of large telescope numbers
-  m.param = [](int g, const std::string& name, int occ) {
-    return name == "BASELINE" && g == 3 ? 65536.0 + 2048 * 1 + 300 : MiniParam(g, name, occ);
-  };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 4: telescope number 300 does not fit a UVX group (1..255)");
-
-  m = Mini();  // subarray 2 in the fraction of BASELINE
-  m.param = [](int g, const std::string& name, int occ) {
-    return name == "BASELINE" && g == 2 ? 256 * 2 + 3 + 0.01 : MiniParam(g, name, occ);
-  };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 3: subarray 2: a UVX file holds one array");
-
-  m = Mini();  // a SOURCE parameter that changes
-  m.params.push_back("SOURCE");
-  m.param = [](int g, const std::string& name, int occ) { return name == "SOURCE" ? 1 + g / 4 : MiniParam(g, name, occ); };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "group 5: source 2 after source 1: a UVX file holds one source");
-
-  m = Mini();  // two sources in the SU table
-  m.su = AUVXTable("SU", 0);
-  const int c_id = m.su.AddColumn("ID. NO.", "", "1J"), c_name = m.su.AddColumn("SOURCE", "", "16A");
-  for (int i = 0; i < 2; ++i) {
-    const int r = m.su.AddRow();
-    m.su.SetInt(r, c_id, i + 1);
-    m.su.SetChars(r, c_name, i ? "3C279" : "3C273");
-  }
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "2 sources in the AIPS SU table: a UVX file holds one source");
-
-  m = Mini();  // a second AN table
-  m.an_tables = 2;
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "several AIPS AN tables (subarrays)");
-
-  m = Mini();  // FREQSEL beyond what a group's byte holds
-  m.params.push_back("FREQSEL");
-  m.param = [](int g, const std::string& name, int occ) { return name == "FREQSEL" ? 200.0 : MiniParam(g, name, occ); };
-  m.Write(fits);
-  ExpectRefused(fits, uvx, "FREQSEL 200 does not fit a UVX group");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.telescopes = 256; },
+                    "256 telescopes in the AIPS AN table: a UVX file holds at most 255");
+  // The 2048-based encoding of large telescope numbers.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.param = [](int g, const std::string& name, int occ) {
+      return name == "BASELINE" && g == 3 ? 65536.0 + 2048 * 1 + 300 : MiniParam(g, name, occ);
+    };
+  }, "group 4: telescope number 300 does not fit a UVX group (1..255)");
+  // Subarray 2 in the fraction of BASELINE.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.param = [](int g, const std::string& name, int occ) {
+      return name == "BASELINE" && g == 2 ? 256 * 2 + 3 + 0.01 : MiniParam(g, name, occ);
+    };
+  }, "group 3: subarray 2: a UVX file holds one array");
+  // A SOURCE parameter that changes.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.params.push_back("SOURCE");
+    m.param = [](int g, const std::string& name, int occ) {
+      return name == "SOURCE" ? 1 + g / 4 : MiniParam(g, name, occ);
+    };
+  }, "group 5: source 2 after source 1: a UVX file holds one source");
+  // Two sources in the SU table.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.su = AUVXTable("SU", 0);
+    const int c_id = m.su.AddColumn("ID. NO.", "", "1J"), c_name = m.su.AddColumn("SOURCE", "", "16A");
+    for (int i = 0; i < 2; ++i) {
+      const int r = m.su.AddRow();
+      m.su.SetInt(r, c_id, i + 1);
+      m.su.SetChars(r, c_name, i ? "3C279" : "3C273");
+    }
+  }, "2 sources in the AIPS SU table: a UVX file holds one source");
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.an_tables = 2; }, "several AIPS AN tables (subarrays)");
+  // FREQSEL beyond what a group's byte holds.
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.params.push_back("FREQSEL");
+    m.param = [](int g, const std::string& name, int occ) {
+      return name == "FREQSEL" ? 200.0 : MiniParam(g, name, occ);
+    };
+  }, "FREQSEL 200 does not fit a UVX group");
 }
-

@@ -4,21 +4,11 @@
 
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "uvx/fast_read.h"
 #include "uvx/uvx_copy.h"
 #include "uvx_test_util.h"
-
-namespace {
-
-template <class T>
-T At(const std::string& s, std::size_t offset) {
-  T v;
-  std::memcpy(&v, s.data() + offset, sizeof v);
-  return v;
-}
-
-}  // namespace
 
 TEST(UvxFileLayout, PreambleAndRecordsAtDocumentedOffsets) {
   TempDir dir;
@@ -26,33 +16,27 @@ TEST(UvxFileLayout, PreambleAndRecordsAtDocumentedOffsets) {
   WriteSampleFile(path, 7);
   const std::string bytes = ReadAll(path);
   EXPECT_EQ(bytes.compare(0, 8, std::string("QVLUVX\0\x1a", 8)), 0);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 8), 1u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 12), 1024u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 16), 24u);
-  EXPECT_EQ(At<std::uint32_t>(bytes, 20), 12u);
-  EXPECT_EQ(At<std::int32_t>(bytes, 24), 2);
-  EXPECT_EQ(At<std::int32_t>(bytes, 28), 3);
-  EXPECT_EQ(At<std::int32_t>(bytes, 32), 2);
-  EXPECT_EQ(At<std::int64_t>(bytes, 40), 7);
   const std::int64_t record = 24 + 12 * 12;
+  // Version, preamble size, group and entry bytes, IFs, channels, Stokes, table count; the header
+  // image (groups first) at 64.
+  for (auto [offset, value] : {std::pair{8, 1}, {12, 1024}, {16, 24}, {20, 12}, {24, 2}, {28, 3}, {32, 2},
+                               {56, 5}, {64, 7}})
+    EXPECT_EQ(At<std::int32_t>(bytes, offset), value) << offset;
+  EXPECT_EQ(At<std::int64_t>(bytes, 40), 7);
   EXPECT_EQ(At<std::int64_t>(bytes, 48), 1024 + 7 * record);
-  EXPECT_EQ(At<std::int32_t>(bytes, 56), 5);
-  EXPECT_EQ(At<std::int32_t>(bytes, 64), 7);  // header image: groups first
   EXPECT_EQ(At<double>(bytes, 64 + 152), 3600.0);
   // Group 4 and entry 5 of its visibility.
   const std::size_t g4 = std::size_t(1024 + 4 * record);
-  EXPECT_EQ(std::uint8_t(bytes[g4 + 1]), SampleGroup(4).tel1);
-  EXPECT_EQ(At<float>(bytes, g4 + 4), SampleGroup(4).u);
-  EXPECT_EQ(At<double>(bytes, g4 + 16), SampleGroup(4).time);
-  EXPECT_EQ(At<float>(bytes, g4 + 24 + 5 * 12), SampleEntry(4, 5).re);
-  EXPECT_EQ(At<float>(bytes, g4 + 24 + 5 * 12 + 8), SampleEntry(4, 5).weight);
+  unsigned char want[24];
+  SampleGroup(4).ToBytes(want);
+  EXPECT_EQ(std::memcmp(bytes.data() + g4, want, 24), 0);
+  EXPECT_TRUE(SameEntry(bytes.data() + g4 + 24 + 5 * 12, SampleEntry(4, 5)));
   // The first table chunk: name, counts, length.
   const std::size_t t0 = std::size_t(1024 + 7 * record);
   EXPECT_EQ(bytes.compare(t0, 3, std::string("FQ\0", 3)), 0);
-  EXPECT_EQ(At<std::int32_t>(bytes, t0 + 8), AUVXTable::toHash("FQ", 1));
-  EXPECT_EQ(At<std::int32_t>(bytes, t0 + 12), 1);   // rows
-  EXPECT_EQ(At<std::int32_t>(bytes, t0 + 16), 5);   // columns
-  EXPECT_EQ(At<std::int32_t>(bytes, t0 + 20), 44);  // row length
+  // Type code, rows, columns, row length.
+  for (auto [offset, value] : {std::pair{8, AUVXTable::toHash("FQ", 1)}, {12, 1}, {16, 5}, {20, 44}})
+    EXPECT_EQ(At<std::int32_t>(bytes, t0 + offset), value) << offset;
   EXPECT_EQ(At<std::int64_t>(bytes, t0 + 32), 40 + 5 * 36 + 44);
   EXPECT_EQ(bytes.compare(t0 + 40, 7, std::string("FRQSEL\0", 7)), 0);
   EXPECT_EQ(bytes.compare(t0 + 40 + 18, 6, "      "), 0);
@@ -66,32 +50,23 @@ TEST(UvxFileRoundTrip, HeaderRecordsAndTablesComeBackExactly) {
   AUVXFile f;
   ASSERT_TRUE(f.Open(path, AUVXFile::modeRead)) << f.Error();
   AUVXHeader h(f);
-  EXPECT_EQ(h.groups, 7);
-  EXPECT_EQ(h.n_if, 2);
-  EXPECT_EQ(h.n_channels, 3);
-  EXPECT_EQ(h.nStokes(), 2);
-  EXPECT_EQ(h.pol[1], -2);
+  EXPECT_EQ((std::vector<int>{h.groups, h.n_if, h.n_channels, h.nStokes(), h.pol[1]}),
+            (std::vector<int>{7, 2, 3, 2, -2}));
   EXPECT_EQ(h.ref_freq_hz, 22.2e9);
   EXPECT_EQ(h.Object(), "3C84");
-  EXPECT_EQ(h.extremes.u_min, SampleGroup(0).u);
-  EXPECT_EQ(h.extremes.u_max, SampleGroup(6).u);
-  EXPECT_EQ(h.extremes.time_max, SampleGroup(6).time);
+  EXPECT_EQ((std::vector<double>{h.extremes.u_min, h.extremes.u_max, h.extremes.time_max}),
+            (std::vector<double>{SampleGroup(0).u, SampleGroup(6).u, SampleGroup(6).time}));
   // Random access in reverse order.
   AUVXVisibility vis(f);
   for (int g = 6; g >= 0; --g) {
     AUVXGroup grp;
-    ASSERT_TRUE(f.SeekUVGroup(g));
-    ASSERT_TRUE(grp.load(f));
+    ASSERT_TRUE(f.SeekUVGroup(g) && grp.load(f));
     unsigned char a[24], b[24];
     grp.ToBytes(a);
     SampleGroup(g).ToBytes(b);
     EXPECT_EQ(std::memcmp(a, b, 24), 0) << g;
-    ASSERT_TRUE(f.SeekUVVis(g));
-    ASSERT_TRUE(vis.load(f));
-    for (int e = 0; e < vis.Count(); ++e) {
-      const AUVXVisEntry want = SampleEntry(g, e);
-      ASSERT_EQ(std::memcmp(&vis.entries[e], &want, 12), 0) << g << " " << e;
-    }
+    ASSERT_TRUE(f.SeekUVVis(g) && vis.load(f));
+    for (int e = 0; e < vis.Count(); ++e) ASSERT_TRUE(SameEntry(&vis.entries[e], SampleEntry(g, e))) << g << " " << e;
   }
   EXPECT_FALSE(f.SeekUVGroup(7));
   EXPECT_FALSE(f.SeekUVGroup(-1));
@@ -105,7 +80,7 @@ TEST(UvxFileRoundTrip, HeaderRecordsAndTablesComeBackExactly) {
   ASSERT_EQ(ants.GetSize(), 4);
   EXPECT_EQ(ants[2].Name(), "MEDICINA");
   EXPECT_EQ(ants[2].number, 3);
-  EXPECT_EQ(ants[2].x, 4e6 + 2);
+  EXPECT_EQ((std::vector<double>{ants[2].x, ants[2].y, ants[2].z}), (std::vector<double>{4e6 + 2, 5e5 - 2, 4.9e6}));
   EXPECT_EQ(ants.FindNumber(4)->Name(), "NOTO");
   AUVXSources su(*f.GetTable("SU"));
   ASSERT_EQ(su.GetSize(), 1);
@@ -118,8 +93,7 @@ TEST(UvxFileRoundTrip, HeaderRecordsAndTablesComeBackExactly) {
   ASSERT_TRUE(bl.Load(*f.GetTable("BL")));
   ASSERT_EQ(bl.GetSize(), 3);
   EXPECT_EQ(bl[0].tel1, 1);
-  EXPECT_EQ(bl[0].groups, 3);  // groups 0, 3, 6
-  EXPECT_EQ(bl[1].groups, 2);
+  EXPECT_EQ((std::vector<int>{bl[0].groups, bl[1].groups, bl[2].groups}), (std::vector<int>{3, 2, 2}));
   AUVXPosition pos;
   ASSERT_TRUE(pos.Load(*f.GetTable("PS")));
   EXPECT_EQ(pos.StartTime(), 3600.0);
@@ -130,25 +104,21 @@ TEST(UvxFileRoundTrip, HeaderRecordsAndTablesComeBackExactly) {
 
   // A file written from the tables read back is byte for byte the same.
   AUVXFile in;
-  ASSERT_TRUE(in.Open(path, AUVXFile::modeRead));
-  const std::string copy = dir.File("b.uvx");
   AUVXFile out;
-  ASSERT_TRUE(out.Open(copy, AUVXFile::modeCreate));
+  const std::string copy = dir.File("b.uvx");
+  ASSERT_TRUE(in.Open(path, AUVXFile::modeRead) && out.Open(copy, AUVXFile::modeCreate));
   AUVXHeader hh(in);
   ASSERT_TRUE(out.Write(hh));
   std::vector<unsigned char> recs(std::size_t(7 * in.RecordBytes()));
-  ASSERT_TRUE(in.ReadRecords(0, 7, recs.data()));
-  ASSERT_TRUE(out.WriteRecords(0, 7, recs.data()));
+  ASSERT_TRUE(in.ReadRecords(0, 7, recs.data()) && out.WriteRecords(0, 7, recs.data()));
   for (int i = 0; i < in.TableCount(); ++i) out.AddTable(*in.TableAt(i));
   ASSERT_TRUE(out.Close());
   EXPECT_EQ(ReadAll(copy), ReadAll(path));
 }
 
-TEST(UvxFileRoundTrip, BaselineAndPositionTables) {
+TEST(UvxFileRoundTrip, BaselineCodesAndPositionRuns) {
   AUVXBaseLines bl(0, 128);
-  AUVXGroup g;
-  g.tel1 = 2;
-  g.tel2 = 5;
+  AUVXGroup g{.tel1 = 2, .tel2 = 5};
   AUVXBaseLineItem a(g);
   EXPECT_EQ(bl.checkBase(a), 2 * 256 + 5);
   EXPECT_EQ(bl.checkBase(a), 2 * 256 + 5);
@@ -165,14 +135,8 @@ TEST(UvxFileRoundTrip, BaselineAndPositionTables) {
 
   AUVXPosition pos;
   pos.AddStartTime(100);
-  AUVXGroup p;
-  p.time = 0;
-  pos.CheckUVGroup(p, 0);
-  pos.CheckUVGroup(p, 1);
-  p.time = 30;
-  pos.CheckUVGroup(p, 2);
-  p.time = 0;  // the same time again later is a new run
-  pos.CheckUVGroup(p, 3);
+  const double times[] = {0, 0, 30, 0};  // the same time again later is a new run
+  for (int i = 0; i < 4; ++i) pos.CheckUVGroup(AUVXGroup{.time = times[i]}, i);
   std::unique_ptr<AUVXTable> ps(pos.ToUVXTable());
   ASSERT_EQ(ps->n_rows, 3);
   EXPECT_EQ(ps->GetDouble(1, 0), 30.0);
@@ -190,20 +154,16 @@ TEST(UvxFileUpdate, RecordsAndHeaderRewrittenInPlace) {
     AUVXFile f;
     ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate)) << f.Error();
     AUVXVisibility vis(f);
-    ASSERT_TRUE(f.SeekUVVis(5));
-    ASSERT_TRUE(vis.load(f));
+    ASSERT_TRUE(f.SeekUVVis(5) && vis.load(f));
     vis.entries[0].re = 99.0f;
-    ASSERT_TRUE(f.SeekUVVis(5));
-    ASSERT_TRUE(vis.store(f));
+    ASSERT_TRUE(f.SeekUVVis(5) && vis.store(f));
     AUVXHeader h(f);
     h.ref_freq_hz = 1.0e9;
     ASSERT_TRUE(f.Write(h));
     h.groups = 8;
     EXPECT_FALSE(f.Write(h));  // the group count of an existing file is fixed
-    ASSERT_TRUE(f.SeekUVVis(6));
-    ASSERT_TRUE(vis.load(f));
-    ASSERT_TRUE(f.SeekUVVis(6));
-    ASSERT_TRUE(vis.store(f));   // the last record, unchanged
+    ASSERT_TRUE(f.SeekUVVis(6) && vis.load(f));
+    ASSERT_TRUE(f.SeekUVVis(6) && vis.store(f));  // the last record, unchanged
     EXPECT_FALSE(vis.store(f));  // one more would run into the tables
     AUVXVisibility other(3, 3, 2);
     ASSERT_TRUE(f.SeekUVVis(2));
@@ -217,12 +177,10 @@ TEST(UvxFileUpdate, RecordsAndHeaderRewrittenInPlace) {
   ASSERT_TRUE(f.Open(path, AUVXFile::modeRead)) << f.Error();
   EXPECT_EQ(f.Header().ref_freq_hz, 1.0e9);
   AUVXVisibility vis(f);
-  ASSERT_TRUE(f.SeekUVVis(5));
-  ASSERT_TRUE(vis.load(f));
+  ASSERT_TRUE(f.SeekUVVis(5) && vis.load(f));
   EXPECT_EQ(vis.entries[0].re, 99.0f);
   EXPECT_EQ(vis.entries[1].re, SampleEntry(5, 1).re);
-  ASSERT_TRUE(f.SeekUVVis(4));
-  ASSERT_TRUE(vis.load(f));
+  ASSERT_TRUE(f.SeekUVVis(4) && vis.load(f));
   EXPECT_EQ(vis.entries[0].re, SampleEntry(4, 0).re);
   // Only the changed bytes differ: the header image and one float of group 5.
   int differing = 0;
@@ -232,7 +190,7 @@ TEST(UvxFileUpdate, RecordsAndHeaderRewrittenInPlace) {
   EXPECT_NE(f.GetTable("AN"), nullptr);
 }
 
-TEST(UvxFileCreate, LayoutFromFirstVisibilityAndReadOnlyRefusals) {
+TEST(UvxFileCreate, LayoutFromFirstVisibilityReadOnlyRefusalsAndDiscard) {
   TempDir dir;
   const std::string path = dir.File("c.uvx");
   AUVXFile f;
@@ -241,14 +199,11 @@ TEST(UvxFileCreate, LayoutFromFirstVisibilityAndReadOnlyRefusals) {
   ASSERT_TRUE(f.SeekUVGroup(0));
   AUVXGroup g;
   AUVXVisibility v(1, 2, 1);
-  ASSERT_TRUE(g.store(f));
-  ASSERT_TRUE(v.store(f));
+  ASSERT_TRUE(g.store(f) && v.store(f));
   EXPECT_EQ(f.RecordBytes(), 24 + 24);
   AUVXVisibility other(2, 2, 1);
   EXPECT_FALSE(other.store(f));  // a record of another size would break the layout
-  ASSERT_TRUE(f.SeekUVGroup(2));
-  ASSERT_TRUE(g.store(f));
-  ASSERT_TRUE(v.store(f));
+  ASSERT_TRUE(f.SeekUVGroup(2) && g.store(f) && v.store(f));
   EXPECT_EQ(f.Groups(), 3);
   AUVXHeader h;
   h.n_if = 2;
@@ -267,18 +222,11 @@ TEST(UvxFileCreate, LayoutFromFirstVisibilityAndReadOnlyRefusals) {
   AUVXFile missing;
   EXPECT_FALSE(missing.Open(dir.File("none.uvx"), AUVXFile::modeRead));
   EXPECT_FALSE(missing.Error().empty());
-}
-
-TEST(UvxFileCreate, DiscardRemovesTheFile) {
-  TempDir dir;
-  const std::string path = dir.File("d.uvx");
-  AUVXFile f;
-  ASSERT_TRUE(f.Open(path, AUVXFile::modeCreate));
-  AUVXGroup g;
-  ASSERT_TRUE(f.SeekUVGroup(0));
-  ASSERT_TRUE(g.store(f));
-  f.Discard();
-  EXPECT_FALSE(std::filesystem::exists(path));
+  // A discarded file is removed.
+  AUVXFile d;
+  ASSERT_TRUE(d.Open(dir.File("d.uvx"), AUVXFile::modeCreate) && d.SeekUVGroup(0) && g.store(d));
+  d.Discard();
+  EXPECT_FALSE(std::filesystem::exists(dir.File("d.uvx")));
 }
 
 TEST(FastRead, SequentialPassWithProgress) {

@@ -1,54 +1,35 @@
-// Byte images of the group record and the 466-byte header, the visibility index, Stokes names.
+// Byte images of the group record and the 466-byte header, the visibility index, extremes, complex
+// values and Stokes names.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <numbers>
+#include <utility>
+#include <vector>
 
 #include "uvx/uvx_header.h"
 #include "uvx/uvx_records.h"
-
-namespace {
-
-template <class T>
-T At(const unsigned char* p, int offset) {
-  T v;
-  std::memcpy(&v, p + offset, sizeof v);
-  return v;
-}
-
-}  // namespace
+#include "uvx_test_util.h"
 
 TEST(GroupRecordLayout, FieldsSitAtTheirDocumentedOffsets) {
-  AUVXGroup g;
-  g.lead = 0;
-  g.tel1 = 3;
-  g.tel2 = 250;
-  g.freq_id = -2;
-  g.u = 1.5f;
-  g.v = -2.25f;
-  g.w = 0.125f;
-  g.time = 86399.75;
+  const AUVXGroup g{.lead = 0, .tel1 = 3, .tel2 = 250, .freq_id = -2, .u = 1.5f, .v = -2.25f, .w = 0.125f,
+                    .time = 86399.75};
   unsigned char b[24];
   std::memset(b, 0xAB, sizeof b);
   g.ToBytes(b);
-  EXPECT_EQ(b[0], 0);
-  EXPECT_EQ(b[1], 3);
-  EXPECT_EQ(b[2], 250);
-  EXPECT_EQ(b[3], 0xFE);
   // 1.5f is 0x3FC00000, little-endian.
-  EXPECT_EQ(b[4], 0x00);
-  EXPECT_EQ(b[6], 0xC0);
-  EXPECT_EQ(b[7], 0x3F);
+  const unsigned char head[8] = {0, 3, 250, 0xFE, 0x00, 0x00, 0xC0, 0x3F};
+  EXPECT_EQ(std::memcmp(b, head, 8), 0);
   EXPECT_EQ(At<float>(b, 8), -2.25f);
   EXPECT_EQ(At<float>(b, 12), 0.125f);
   EXPECT_EQ(At<double>(b, 16), 86399.75);
   AUVXGroup back;
   back.FromBytes(b);
-  EXPECT_EQ(back.tel2, 250);
+  unsigned char again[24];
+  back.ToBytes(again);
+  EXPECT_EQ(std::memcmp(b, again, 24), 0);
   EXPECT_EQ(back.freq_id, -2);
-  EXPECT_EQ(back.v, -2.25f);
-  EXPECT_EQ(back.time, 86399.75);
 }
 
 TEST(VisibilityIndex, IfChannelStokesOrder) {
@@ -61,8 +42,7 @@ TEST(VisibilityIndex, IfChannelStokesOrder) {
   EXPECT_EQ(v.Index(2, 4, 1), 29);
   v.Entry(1, 3, 1).re = 7.0f;
   EXPECT_EQ(v.entries[(5 * 1 + 3) * 2 + 1].re, 7.0f);
-  // Copies are deep.
-  AUVXVisibility copy = v;
+  AUVXVisibility copy = v;  // copies are deep
   copy.Entry(1, 3, 1).re = 1.0f;
   EXPECT_EQ(v.Entry(1, 3, 1).re, 7.0f);
   EXPECT_EQ(AUVXVisibility(0, 4, 1).Count(), 0);
@@ -70,24 +50,14 @@ TEST(VisibilityIndex, IfChannelStokesOrder) {
   EXPECT_FALSE(v.Resize(1 << 16, 1 << 16, 1));
 }
 
-TEST(Extremes, FoldGroupsAndVisibilities) {
+TEST(Extremes, FoldGroupsVisibilitiesAndComplexValues) {
   AUVXMinMax mm;
   mm.init();
   EXPECT_FALSE(mm.has_uvw());
-  AUVXGroup g;
-  g.u = -1;
-  g.v = 2;
-  g.w = 3;
-  g.time = 5;
-  g.check(mm);
-  g.u = 4;
-  g.time = 1;
-  g.check(mm);
-  EXPECT_EQ(mm.u_min, -1);
-  EXPECT_EQ(mm.u_max, 4);
-  EXPECT_EQ(mm.v_min, 2);
-  EXPECT_EQ(mm.time_min, 1);
-  EXPECT_EQ(mm.time_max, 5);
+  AUVXGroup{.u = -1, .v = 2, .w = 3, .time = 5}.check(mm);
+  AUVXGroup{.u = 4, .v = 2, .w = 3, .time = 1}.check(mm);
+  EXPECT_EQ((std::vector<double>{mm.u_min, mm.u_max, mm.v_min, mm.time_min, mm.time_max}),
+            (std::vector<double>{-1, 4, 2, 1, 5}));
   AUVXVisibility v(1, 2, 1);
   v.entries[0] = {3, 4, 0.5f};
   v.entries[1] = {0, -1, 2};
@@ -101,21 +71,15 @@ TEST(Extremes, FoldGroupsAndVisibilities) {
   mm.merge(other);
   EXPECT_EQ(mm.u_min, -9);
   EXPECT_EQ(mm.u_max, 4);
-}
 
-TEST(ComplexValue, AmplitudeAndPhase) {
-  AUVXComplex c(-1.0f, 1.0f);
-  EXPECT_DOUBLE_EQ(c.ampl(), std::sqrt(2.0));
-  EXPECT_DOUBLE_EQ(c.phase(), 3.0 * std::numbers::pi / 4.0);
+  EXPECT_DOUBLE_EQ(AUVXComplex(-1.0f, 1.0f).ampl(), std::sqrt(2.0));
+  EXPECT_DOUBLE_EQ(AUVXComplex(-1.0f, 1.0f).phase(), 3.0 * std::numbers::pi / 4.0);
   EXPECT_DOUBLE_EQ(AUVXComplex(0, -2).phase(), -std::numbers::pi / 2.0);
 }
 
 TEST(StokesNames, AipsCodes) {
-  const char* positive[] = {"I", "Q", "U", "V"};
-  for (short c = 1; c <= 4; ++c) EXPECT_EQ(AStokesItem(c).asShortString(), positive[c - 1]);
-  const char* negative[] = {"RR", "LL", "RL", "LR", "XX", "YY", "XY", "YX"};
-  for (short c = -1; c >= -8; --c) EXPECT_EQ(AStokesItem(c).asShortString(), negative[-c - 1]);
-  EXPECT_EQ(AStokesItem(0).asShortString(), "?0");
+  const char* names[] = {"YX", "XY", "YY", "XX", "LR", "RL", "LL", "RR", "?0", "I", "Q", "U", "V"};
+  for (short c = -8; c <= 4; ++c) EXPECT_EQ(AStokesItem(c).asShortString(), names[c + 8]) << c;
   EXPECT_EQ(AStokesItem(9).asShortString(), "?9");
 }
 
@@ -138,22 +102,16 @@ TEST(HeaderImage, FieldsAtDocumentedOffsetsAndRoundTrip) {
   unsigned char img[AUVXHeader::kImageBytes];
   h.ToImage(img);
   EXPECT_EQ(At<std::int32_t>(img, 0), 1234);
-  EXPECT_EQ(At<double>(img, 4), 2000.0);
-  EXPECT_EQ(At<double>(img, 12), 2460000.5);
-  EXPECT_EQ(At<std::int16_t>(img, 20), 1);
+  for (auto [offset, value] : {std::pair{4, 2000.0}, {12, 2460000.5}, {62, -0.01}, {62 + 5 * 8, 0.02},
+                               {136, 1.6e9}, {144, 30.0}, {152, 7200.0}})
+    EXPECT_EQ(At<double>(img, offset), value) << offset;
+  for (auto [offset, value] : {std::pair{20, 1}, {110, 2}, {112, -1}, {114, -2}})
+    EXPECT_EQ(At<std::int16_t>(img, offset), value) << offset;
+  EXPECT_EQ(At<std::int32_t>(img, 128), 4);
+  EXPECT_EQ(At<std::int32_t>(img, 132), 16);
   EXPECT_STREQ(reinterpret_cast<const char*>(img + 22), "Jy");
   EXPECT_EQ(std::memcmp(img + 30, "QVL User", 9), 0);
   EXPECT_EQ(std::memcmp(img + 46, "QVLMODEL", 9), 0);
-  EXPECT_EQ(At<double>(img, 62), -0.01);
-  EXPECT_EQ(At<double>(img, 62 + 5 * 8), 0.02);
-  EXPECT_EQ(At<std::int16_t>(img, 110), 2);
-  EXPECT_EQ(At<std::int16_t>(img, 112), -1);
-  EXPECT_EQ(At<std::int16_t>(img, 114), -2);
-  EXPECT_EQ(At<std::int32_t>(img, 128), 4);
-  EXPECT_EQ(At<std::int32_t>(img, 132), 16);
-  EXPECT_EQ(At<double>(img, 136), 1.6e9);
-  EXPECT_EQ(At<double>(img, 144), 30.0);
-  EXPECT_EQ(At<double>(img, 152), 7200.0);
   EXPECT_STREQ(reinterpret_cast<const char*>(img + 208), "SGRA*");
   for (int i = 224; i < AUVXHeader::kImageBytes; ++i) ASSERT_EQ(img[i], 0) << i;
 

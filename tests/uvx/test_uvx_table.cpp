@@ -6,41 +6,22 @@
 
 #include "uvx/fq_table.h"
 #include "uvx/uvx_table.h"
+#include "uvx_test_util.h"
 
-namespace {
-
-template <class T>
-T At(const unsigned char* p, int offset) {
-  T v;
-  std::memcpy(&v, p + offset, sizeof v);
-  return v;
-}
-
-}  // namespace
-
-TEST(TableFormats, WidthsOfRepeatAndLetter) {
+TEST(TableFormats, WidthsOfRepeatAndLetterAndTypeCodes) {
   int rep = 0;
   char letter = 0;
   EXPECT_EQ(AUVXTable::FormatWidth("8A", &rep, &letter), 8);
   EXPECT_EQ(rep, 8);
   EXPECT_EQ(letter, 'A');
-  EXPECT_EQ(AUVXTable::FormatWidth("1J"), 4);
-  EXPECT_EQ(AUVXTable::FormatWidth("3D"), 24);
-  EXPECT_EQ(AUVXTable::FormatWidth("2E"), 8);
-  EXPECT_EQ(AUVXTable::FormatWidth("0D"), 0);
-  EXPECT_EQ(AUVXTable::FormatWidth("J"), 4);
-  EXPECT_EQ(AUVXTable::FormatWidth("4X"), -1);
-  EXPECT_EQ(AUVXTable::FormatWidth(""), -1);
-  EXPECT_EQ(AUVXTable::FormatWidth("1JJ"), -1);
-  EXPECT_EQ(AUVXTable::FormatWidth("99999999"), -1);
-}
+  for (auto [format, width] : {std::pair{"1J", 4}, {"3D", 24}, {"2E", 8}, {"0D", 0}, {"J", 4}, {"4X", -1},
+                               {"", -1}, {"1JJ", -1}, {"99999999", -1}})
+    EXPECT_EQ(AUVXTable::FormatWidth(format), width) << format;
 
-TEST(TableTypeCodes, FlagBitsAndStability) {
   const int an = AUVXTable::toHash("AN", 0), su = AUVXTable::toHash("SU", 0), fq = AUVXTable::toHash("FQ", 1);
   EXPECT_EQ(an & 0x300000, 0x100000);
   EXPECT_EQ(su & 0x300000, 0x100000);
   EXPECT_EQ(fq & 0x300000, 0x200000);
-  EXPECT_EQ(an, AUVXTable::toHash("AN", 0));
   EXPECT_NE(an & 0xFFFFF, su & 0xFFFFF);
   EXPECT_NE(AUVXTable::toHash("FQ", 0), fq);
 }
@@ -101,15 +82,11 @@ TEST(TableKeywords, TextOfEachKind) {
   EXPECT_EQ(t.FindKeyword("NOPE"), nullptr);
 }
 
-TEST(FqTableWriter, BytesOfTwoSelections) {
+TEST(FqTable, BytesAndQueriesOfTwoSelections) {
   AMatrix<AUVXFqTblItem> m(2, 2);
-  m(0, 0) = {0.0, 500e3};
-  m(0, 1) = {8e6, 500e3};
-  m(1, 0) = {-16e6, 250e3};
-  m(1, 1) = {-8e6, 125e3};
+  m(0, 0) = {0.0, 500e3}, m(0, 1) = {8e6, 500e3}, m(1, 0) = {-16e6, 250e3}, m(1, 1) = {-8e6, 125e3};
   AArray<int> ids;
-  ids.Add(3);
-  ids.Add(7);
+  ids.Add(3), ids.Add(7);
   std::unique_ptr<AUVXTable> t(MakeFqTable(m, ids, 2, 16));
   EXPECT_STREQ(t->name, "FQ");
   EXPECT_EQ(t->type, AUVXTable::toHash("FQ", 1));
@@ -128,37 +105,13 @@ TEST(FqTableWriter, BytesOfTwoSelections) {
   EXPECT_EQ(At<std::int32_t>(r1, 0), 7);
   EXPECT_EQ(At<double>(r1, 4), -16e6);
   EXPECT_EQ(At<double>(r1, 12), -8e6);
-  EXPECT_EQ(At<float>(r1, 20), 250e3f);
-  EXPECT_EQ(At<float>(r1, 24), 125e3f);
-  EXPECT_EQ(At<float>(r1, 28), 16 * 250e3f);
-  EXPECT_EQ(At<float>(r1, 32), 16 * 125e3f);
+  for (auto [offset, value] : {std::pair{20, 250e3f}, {24, 125e3f}, {28, 16 * 250e3f}, {32, 16 * 125e3f}})
+    EXPECT_EQ(At<float>(r1, offset), value) << offset;
   EXPECT_EQ(At<std::int32_t>(r1, 36), 1);
   EXPECT_EQ(At<std::int32_t>(r1, 40), 1);
   EXPECT_EQ(At<std::int32_t>(t->Row(0), 0), 3);
   EXPECT_EQ(At<double>(t->Row(0), 12), 8e6);
-}
 
-TEST(FqTableWriter, ZeroIfsStillWriteOneEntry) {
-  AMatrix<AUVXFqTblItem> m(1, 0);
-  AArray<int> ids;
-  ids.Add(1);
-  std::unique_ptr<AUVXTable> t(MakeFqTable(m, ids, 0, 8));
-  EXPECT_EQ(t->row_length, 24);
-  EXPECT_STREQ(t->columns[1].format, "1D");
-  EXPECT_EQ(At<double>(t->Row(0), 4), 0.0);
-  EXPECT_EQ(At<std::int32_t>(t->Row(0), 20), 1);
-}
-
-TEST(FqQueries, FrequenciesOfSelectionsIfsAndChannels) {
-  AMatrix<AUVXFqTblItem> m(2, 2);
-  m(0, 0) = {0.0, 500e3};
-  m(0, 1) = {8e6, 500e3};
-  m(1, 0) = {-16e6, 250e3};
-  m(1, 1) = {-8e6, 125e3};
-  AArray<int> ids;
-  ids.Add(3);
-  ids.Add(7);
-  std::unique_ptr<AUVXTable> t(MakeFqTable(m, ids, 2, 16));
   AUVXFqTbl fq;
   ASSERT_TRUE(fq.FromTable(*t, 1.6e9, 16));
   EXPECT_EQ(fq.GetFreqSels(), 2);
@@ -173,7 +126,6 @@ TEST(FqQueries, FrequenciesOfSelectionsIfsAndChannels) {
   EXPECT_EQ(fq.GetSideband(1, 1), 1);
   EXPECT_EQ(fq.GetFreq(2, 0, 0), 0.0);
   EXPECT_EQ(fq.GetFreq(0, 2, 0), 0.0);
-
   AUVXFqTbl one;
   ASSERT_TRUE(one.FromTable(*t, 1.6e9, 16, 7));
   EXPECT_EQ(one.GetFreqSels(), 1);
@@ -182,5 +134,15 @@ TEST(FqQueries, FrequenciesOfSelectionsIfsAndChannels) {
   EXPECT_FALSE(none.FromTable(*t, 1.6e9, 16, 99));
   AUVXFqTbl copy;
   copy = fq;
-  EXPECT_DOUBLE_EQ(copy.GetFreq(1, 0, 2), fq.GetFreq(1, 0, 2));
+  EXPECT_DOUBLE_EQ(copy.GetFreq(1, 0, 2), 1.584e9 + 2 * 250e3);
+
+  // Zero IFs still write one entry.
+  AMatrix<AUVXFqTblItem> empty(1, 0);
+  AArray<int> one_id;
+  one_id.Add(1);
+  std::unique_ptr<AUVXTable> z(MakeFqTable(empty, one_id, 0, 8));
+  EXPECT_EQ(z->row_length, 24);
+  EXPECT_STREQ(z->columns[1].format, "1D");
+  EXPECT_EQ(At<double>(z->Row(0), 4), 0.0);
+  EXPECT_EQ(At<std::int32_t>(z->Row(0), 20), 1);
 }

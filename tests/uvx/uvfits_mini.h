@@ -2,6 +2,7 @@
 // The small random-groups files of the import tests: what each group holds, and the check of a
 // refusal.
 
+#include <functional>
 #include <string>
 
 #include "uvfits_test_util.h"
@@ -50,6 +51,15 @@ inline void ExpectRefused(const std::string& fits, const std::string& uvx, const
   EXPECT_NE(error.find(words), std::string::npos) << "message: " << error;
   EXPECT_EQ(error.find('\n'), std::string::npos) << error;
   EXPECT_TRUE(NoFileLeft(uvx));
+}
+
+// Writes a mini file changed by `change` and expects its import refused as above.
+inline void ExpectMiniRefused(const std::string& fits, const std::string& uvx,
+                              const std::function<void(MiniUVFits&)>& change, const std::string& words) {
+  MiniUVFits m = Mini();
+  change(m);
+  m.Write(fits);
+  ExpectRefused(fits, uvx, words);
 }
 
 }  // namespace uvfits_mini

@@ -5,7 +5,6 @@
 
 #include <fitsio.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <functional>
@@ -167,23 +166,6 @@ inline void FillSampleVisibilities(const std::string& path) {
   }
   ASSERT_TRUE(f.Write(h));
   ASSERT_TRUE(f.Close()) << f.Error();
-}
-
-struct CommandOutput {
-  int status = -1;
-  std::string out;
-};
-
-inline CommandOutput RunShell(const std::string& cmd) {
-  CommandOutput r;
-  FILE* p = ::popen((cmd + " 2>&1").c_str(), "r");
-  if (!p) return r;
-  char buf[4096];
-  std::size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-  const int st = ::pclose(p);
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return r;
 }
 
 // A Python 3 that has astropy and numpy (Debian's python3-astropy installs for /usr/bin/python3,
