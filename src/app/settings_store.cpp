@@ -1,5 +1,6 @@
 #include "app/settings_store.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -9,6 +10,14 @@
 namespace {
 
 std::string Key(const char* pattern, int index) { return toStr(index, pattern); }
+
+// Counts read from the file are clamped before anything is sized from them: telescope numbers
+// are bytes (at most 255 telescopes), and a UVX file holds at most AUVXFile::kMaxAxis IFs.
+constexpr int kMaxTelescopes = 255;
+
+int ClampedCount(const AIniFile& ini, const std::string& section, const char* key, int limit) {
+  return std::clamp(ini.GetProfileInt(section, key, 0), 0, limit);
+}
 
 double GetDouble(const AIniFile& ini, const std::string& section, const std::string& key, const char* def) {
   return std::atof(ini.GetProfileString(section, key, def).c_str());
@@ -74,7 +83,7 @@ void LoadErrors(const AIniFile& ini, AMErrorsParams& e, const UVXOpensFn& opens)
   e.segment_s = GetDouble(ini, s, "INTERVAL LENGTH", "0");
   e.step_s = GetDouble(ini, s, "PHASE STEP", "0");
   e.rng_start = GetStart(ini, s);
-  const int n = ini.GetProfileInt(s, "NTLSCS", 0);
+  const int n = ClampedCount(ini, s, "NTLSCS", kMaxTelescopes);
   if (n <= 0) return;
   e.tlscs.SetSize(n);
   for (int d = 0; d < n; ++d) {
@@ -125,10 +134,10 @@ void LoadNoise(const AIniFile& ini, AMNoiseParams& p, const UVXOpensFn& opens) {
   p.out_path = ini.GetProfileString(s, "OUT UVX-FILE", "");
   if (!opens(p.in_path)) return;
   AMTlscSfd& sfd = p.sfd;
-  const int n = ini.GetProfileInt(s, "NTLSCS", 0);
+  const int n = ClampedCount(ini, s, "NTLSCS", kMaxTelescopes);
   sfd.duration_s = GetDouble(ini, s, "DT", "0");
   sfd.bandwidth_hz = GetDouble(ini, s, "DF", "0");
-  sfd.n_if = ini.GetProfileInt(s, "NIFS", 0);
+  sfd.n_if = ClampedCount(ini, s, "NIFS", AUVXFile::kMaxAxis);
   p.gaussian = ini.GetProfileInt(s, "GAUSSIAN", 0) != 0;
   p.efficiency = GetDouble(ini, s, "EFFICIENCY", "0.88");
   p.rng_start = GetStart(ini, s);
@@ -138,7 +147,7 @@ void LoadNoise(const AIniFile& ini, AMNoiseParams& p, const UVXOpensFn& opens) {
     AMSfdItem& t = sfd.items[d];
     t.name = ini.GetProfileString(s, Key("TLSC NAME%d", d), "");
     t.id = ini.GetProfileInt(s, Key("TLSC ID%d", d), d + 1);
-    t.sefd.SetSize(std::max(sfd.n_if, 0));
+    t.sefd.SetSize(sfd.n_if);
     for (int f = 0; f < sfd.n_if; ++f)
       t.sefd[f] = GetDouble(ini, s, Key("TLSC SEFD%d", d) + Key("_%d", f), "0");
   }

@@ -208,4 +208,13 @@ TEST(SettingsStore, HandWrittenFilesFollowTheProfileRules) {
   EXPECT_EQ(st.noise.sfd.items[1].sefd[1], 77.0);
   EXPECT_EQ(st.cur_task, 7);
   EXPECT_EQ(SettingsSection("%s-PROCESS1"), "QVLMODEL-PROCESS1");
+
+  // Absurd counts are clamped before anything is sized from them; negative ones load nothing.
+  AMSettings huge;
+  LoadSettings(FromText("[QVLMODEL-PROCESS3]\nIN UVX-FILE=/x.uvx\nNTLSCS=2000000000\n"
+                        "[QVLMODEL-PROCESS4]\nIN UVX-FILE=/x.uvx\nNTLSCS=-5\nNIFS=2000000000\n"),
+               huge, kOpens);
+  EXPECT_EQ(huge.errors.tlscs.GetSize(), 255);
+  EXPECT_EQ(huge.noise.sfd.items.GetSize(), 0);
+  EXPECT_EQ(huge.noise.sfd.n_if, AUVXFile::kMaxAxis);
 }
