@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages QVLModel builds with. Idempotent and quiet when all are present.
+# `install-deps.sh fuzz` adds the compiler of the fuzz targets (make fuzz).
 set -euo pipefail
 
 packages=(
@@ -8,6 +9,10 @@ packages=(
   liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev
   python3-astropy
 )
+if [ "${1:-}" = fuzz ]; then
+  # libFuzzer and the sanitizer runtimes come with Debian's clang.
+  packages+=(clang-14 libclang-rt-14-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

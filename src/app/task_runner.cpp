@@ -10,6 +10,7 @@
 #include "coverage/uvx_creation.h"
 #include "model/comp_table.h"
 #include "observation/obs_json.h"
+#include "observation/obs_limits.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
@@ -48,7 +49,7 @@ int LoadObservationAny(const std::string& path, const std::string& base_folder, 
     try {
       in >> j;
     } catch (const nlohmann::json::exception& e) {
-      return error = std::string("not valid JSON (") + e.what() + ")", 0;
+      return error = "not valid JSON (" + EscapeText(e.what()) + ")", 0;
     }
     AMTlscCatalog cat;
     LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
@@ -71,6 +72,7 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+  if (const std::string why = CheckTask1Limits(obs); !why.empty()) return Failed(1, obs_path + ": " + why);
 
   AMUVPlane plane;
   if (!plane.Calculate(obs, progress, stop, &messages)) {
@@ -78,6 +80,7 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
       case AMUVPlane::kStopped: return Stopped(1);
       case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
       case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points (no pair of telescopes sees the source)");
+      case AMUVPlane::kWriteFailed: return Failed(1, obs.output_path + ": cannot write the UV-point file beside it");
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
     }
   }
@@ -210,6 +213,7 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
       default: o = Failed(t, "there is no task " + std::to_string(t) + " (tasks are 1 to 4)"); break;
     }
     if (o.ok) last_output = o.output;
+    o.error = EscapeText(o.error, 600);  // may quote paths and values of the settings file
     done.push_back(o);
     if (report) report(o);
     if (!o.ok) break;

@@ -88,12 +88,13 @@ json TelescopeToJson(const AMTlscItem& t, const AMTlscCatalog* catalog) {
 
 // ---- reading --------------------------------------------------------------------------------
 
-// Collects the first error with the path of the offending key.
+// Collects the first error with the path of the offending key. Keys and values quoted from the
+// file are escaped so that the message is safe to print.
 struct Reader {
   std::string error;
 
   bool Fail(const std::string& path, const std::string& what) {
-    if (error.empty()) error = (path.empty() ? std::string("observation") : path) + ": " + what;
+    if (error.empty()) error = EscapeText((path.empty() ? std::string("observation") : path) + ": " + what, 400);
     return false;
   }
   bool Object(const json& j, const std::string& path, std::initializer_list<const char*> allowed) {
@@ -110,6 +111,7 @@ struct Reader {
   }
   bool Number(const json& j, const std::string& path, double& out) {
     if (!j.is_number()) return Fail(path, "expected a number");
+    if (!std::isfinite(j.get<double>())) return Fail(path, "not a finite number");
     out = j.get<double>();
     return true;
   }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/astro_time.h"
+#include "core/text.h"
 #include "uvx/uvfits_common.h"
 #include "uvx/uvfits_import_tables.h"
 #include "uvx/uvfits_layout.h"
@@ -268,11 +269,16 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
 
 }  // namespace
 
+// Reasons may quote the file's keywords: they are escaped before anyone prints them.
 int ImportUVFITS(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
                  MessageSink* messages, std::string& error, UVFitsSummary* summary, UVFitsFrame frame) {
-  return Import(fits_path, uvx_path, progress, stop, messages, error, summary, false, frame);
+  const int ok = Import(fits_path, uvx_path, progress, stop, messages, error, summary, false, frame);
+  if (!ok) error = EscapeText(error, 400);
+  return ok;
 }
 
 int ImportUVFITSGeneral(const std::string& fits_path, const std::string& uvx_path, std::string& error) {
-  return Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true, UVFitsFrame::Date);
+  const int ok = Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true, UVFitsFrame::Date);
+  if (!ok) error = EscapeText(error, 400);
+  return ok;
 }

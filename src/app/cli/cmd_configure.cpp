@@ -17,6 +17,7 @@
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
 #include "observation/obs_json.h"
+#include "observation/obs_limits.h"
 #include "observation/observation.h"
 #include "observation/telescope_catalog.h"
 
@@ -104,6 +105,10 @@ int RunConfigure(const ConfigureArgs& args) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
     return 1;
   }
+  if (const std::string why = CheckTask1Limits(obs); !why.empty()) {
+    std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), why.c_str());
+    return 1;
+  }
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);
@@ -119,6 +124,10 @@ int RunConfigure(const ConfigureArgs& args) {
         case AMUVPlane::kNoTempFile:
           std::fprintf(stderr, "%s: %s: cannot create the temporary UV-point file there\n", me,
                        MakeUVTempPath(obs.output_path).c_str());
+          return 1;
+        case AMUVPlane::kWriteFailed:
+          std::fprintf(stderr, "%s: %s: cannot write the temporary UV-point file beside it; nothing written\n", me,
+                       obs.output_path.c_str());
           return 1;
         default:
           return 1;  // the message was shown
