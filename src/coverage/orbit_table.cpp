@@ -13,7 +13,8 @@ int AMOrbTXYZArray::Interpolate(std::int64_t tau, double xyz[3]) {
     const AMOrbTXYZ& a = (*this)[k];
     const AMOrbTXYZ& b = (*this)[k + 1];
     if (tau < a.t_s || tau > b.t_s) continue;
-    const double f = tau == a.t_s ? 0.0 : static_cast<double>(tau - a.t_s) / static_cast<double>(b.t_s - a.t_s);
+    // In double: the times of a damaged file may lie so far apart that their difference overflows.
+    const double f = tau == a.t_s ? 0.0 : (double(tau) - double(a.t_s)) / (double(b.t_s) - double(a.t_s));
     xyz[0] = a.x + f * (b.x - a.x);
     xyz[1] = a.y + f * (b.y - a.y);
     xyz[2] = a.z + f * (b.z - a.z);

@@ -57,6 +57,10 @@ TEST(OrbitTableLookup, TablesWithoutASegmentFindNothing) {
   auto twice = Table({{5, 1, 2, 3}, {5, 1, 2, 3}});
   ASSERT_TRUE(twice.Interpolate(5, p));
   EXPECT_DOUBLE_EQ(p[2], 3);
+  // Times of a damaged file clamped to +-9e18 s: their difference does not fit an int64.
+  auto far = Table({{-9000000000000000000, 0, 0, 0}, {9000000000000000000, 2, 4, 6}});
+  ASSERT_TRUE(far.Interpolate(0, p));
+  EXPECT_DOUBLE_EQ(p[2], 3);
 }
 
 constexpr const char* kHeader =

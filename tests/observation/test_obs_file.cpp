@@ -219,6 +219,16 @@ TEST(ObsFileDamaged, AbsurdCountsAndForeignBytesAreRefused) {
 #endif
     }
   }
+  // Rows without columns hold no cells but are looped over: bounded too (found by fuzzing).
+  std::string no_columns = good;
+  const std::int32_t rows = 8388608, cols = 0;
+  std::memcpy(no_columns.data() + rows_at, &rows, 4);
+  std::memcpy(no_columns.data() + rows_at + 4, &cols, 4);
+  no_columns.erase(rows_at + 8, 4 * 16);
+  AMemoryFile cut(no_columns);
+  AMObservation none(std::string("/"));
+  EXPECT_FALSE(LoadObservation(cut, none));
+
   // Text and random bytes.
   std::mt19937 gen(12345);
   for (int trial = 0; trial < 200; ++trial) {
