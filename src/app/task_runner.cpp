@@ -52,8 +52,11 @@ int LoadObservationAny(const std::string& path, const std::string& base_folder, 
       return error = "not valid JSON (" + EscapeText(e.what()) + ")", 0;
     }
     AMTlscCatalog cat;
-    LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
-    return ObservationFromJson(j, obs, error, &cat);
+    std::string refused;  // catalogue lines left out as damaged: a likely reason for a failed look-up
+    LoadTelescopeFile(base_folder + kTelescopesFileName, cat, &refused);
+    if (ObservationFromJson(j, obs, error, &cat)) return 1;
+    if (!refused.empty()) error += " (" + base_folder + kTelescopesFileName + ": " + EscapeText(refused) + ")";
+    return 0;
   }
   AFile f;
   if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;

@@ -299,6 +299,14 @@ class AObjArray : public AArray<T> {
   int allocated_ = 0;  // elements of the storage, which the recorded capacity may not match
 };
 
+// For an array filled from a file of unknown length: raises growBy to the count, so that the array
+// grows geometrically. The fixed step would copy every element read so far once per step, which
+// is quadratic in a long file (millions of short lines).
+template <class Array>
+void GrowWithCount(Array& array) {
+  if (array.growBy < array.count) array.growBy = array.count;
+}
+
 template <class T>
 class AMatrix {
  public:

@@ -86,6 +86,7 @@ int ReadOrbitFile(std::istream& in, double ref_jd, AMOrbTXYZArray& table, std::s
     rec.x = x_km * 1000.0;
     rec.y = y_km * 1000.0;
     rec.z = z_km * 1000.0;
+    GrowWithCount(table);
     table.Add(rec);
   }
   return 1;

@@ -191,6 +191,7 @@ int ReadErrorsTable(std::istream& in, AMTlscErrors& tlscs, std::string* error) {
     t.delay = v[4];
     t.fringe_acc = v[5];
     t.delay_acc = v[6];
+    GrowWithCount(result);
     result.Add(t);
   }
   if (in.bad()) return r.Fail("read error");
@@ -217,9 +218,11 @@ int ReadSefdTable(std::istream& in, AObjArray<AMSfdItem>& items, int* n_if, std:
       double v;
       if (!r.Number(f, col, &v)) return 0;
       if (v < 0) return r.FailAt(col, "an SEFD must be >= 0");
+      GrowWithCount(t.sefd);
       t.sefd.Add(v);
     }
     if (!r.NoExtra(f)) return 0;
+    GrowWithCount(result);
     result.Add(t);
   }
   if (in.bad()) return r.Fail("read error");

@@ -178,6 +178,7 @@ int LoadComponents(std::istream& in, AComponents& model, std::string* error) {
       if (!ParseDouble(tokens[k + 1], *fields[k]))
         return fail(LineError(number, std::string(kFieldNames[k + 1]) + " is not a finite number: \"" + EscapeText(tokens[k + 1], 60) + "\""));
     if (loaded.GetSize() >= (1 << 30)) return fail(LineError(number, "too many components"));
+    GrowWithCount(loaded);
     loaded.Add(item);
   }
   if (in.bad()) return fail("read error");

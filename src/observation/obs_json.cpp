@@ -229,6 +229,7 @@ bool ReadIntervals(Reader& r, const json& j, AMObservation& obs) {
     if (!j[i].contains("stop")) return r.Fail(path + ".stop", "missing");
     if (!r.Time(j[i]["start"], path + ".start", t.start) || !r.Time(j[i]["stop"], path + ".stop", t.stop)) return false;
     if (j[i].contains("freq_id") && !r.Int32(j[i]["freq_id"], path + ".freq_id", t.freq_id)) return false;
+    GrowWithCount(obs.intervals);
     obs.intervals.Add(t);
   }
   return true;
@@ -407,6 +408,7 @@ int ObservationFromJson(const json& j, AMObservation& target, std::string& error
     for (std::size_t i = 0; i < tl.size(); ++i) {
       AMTlscItem t;
       if (!ReadTelescope(r, tl[i], "telescopes[" + std::to_string(i) + "]", catalog, t)) return done(false);
+      GrowWithCount(list);
       list.Add(t);
     }
     obs.telescopes = list;

@@ -93,6 +93,7 @@ int ReadTelescopes(std::istream& in, AMTlscCatalog& catalog, std::string* refuse
                              : std::string("more entries than a catalogue holds"));
       continue;
     }
+    GrowWithCount(catalog);
     catalog.Add(item);
   }
   if (refused && skipped > 1) *refused += " (" + std::to_string(skipped) + " lines left out)";

@@ -55,6 +55,15 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
   ASSERT_TRUE(PatchCard(patched, "GROUPS", "GROUPS  =                    F"));
   WriteAllBytes(fits, patched);
   ExpectRefused(fits, uvx, "not a random-groups UVFITS file");
+  // An integer card holding 70 characters of text: cfitsio's own conversion would abort the
+  // program on it (found by fuzzing); it is refused as not an integer.
+  for (const char* key : {"GCOUNT", "NAXIS", "BITPIX", "NAXIS3"}) {
+    patched = whole;
+    ASSERT_TRUE(PatchCard(patched, key, std::string(key) + std::string(8 - std::string(key).size(), ' ') + "= " +
+                                            std::string(70, 'z')));
+    WriteAllBytes(fits, patched);
+    ExpectRefused(fits, uvx, "");
+  }
 }
 
 TEST(UVFitsImportRefusals, WhatAUVXFileCannotHoldIsRefused) {
