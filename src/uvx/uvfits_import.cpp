@@ -72,6 +72,9 @@ struct GroupReader {
       days += RawElement(raw, p, l.bitpix) * l.params[std::size_t(p)].scale;
       zero += l.params[std::size_t(p)].zero;
     }
+    // A Julian day outside 0 .. 10^7 (4713 BC to AD 22666) is a damaged DATE: refused before it
+    // becomes a reference day or a time no frame computation can take.
+    if (!(zero + days > 0 && zero + days < 1e7)) return error = where() + "DATE is not a Julian day of 0 .. 10^7", 0;
     if (!jd0) jd0 = std::floor(zero + days - 0.5) + 0.5;
     // Rounded to the microsecond: two float32 DATE parameters carry about 50 ps, one carries
     // milliseconds at best; the rounding only removes the noise of the day-to-second conversion.

@@ -40,6 +40,13 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
                     "axis 3 (POLAR) of length 2 cannot be represented");
   ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[3].length = 2; }, "2 IFs but no AIPS FQ table");
   ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.telescopes = 0; }, "no AIPS AN table");
+  // A DATE far from any day (found by fuzzing: the frame rotation was asked for a time no integer
+  // holds).
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.param = [](int g, const std::string& name, int occurrence) {
+      return name == "DATE" && occurrence == 0 && g == 3 ? 1e30 : MiniParam(g, name, occurrence);
+    };
+  }, "group 4: DATE is not a Julian day of 0 .. 10^7");
 
   // Truncated: in the groups, and in a table after them.
   Mini().Write(fits);
