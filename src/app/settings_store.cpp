@@ -140,6 +140,7 @@ void LoadNoise(const AIniFile& ini, AMNoiseParams& p, const UVXOpensFn& opens) {
   sfd.n_if = ClampedCount(ini, s, "NIFS", AUVXFile::kMaxAxis);
   p.gaussian = ini.GetProfileInt(s, "GAUSSIAN", 0) != 0;
   p.efficiency = GetDouble(ini, s, "EFFICIENCY", "0.88");
+  p.thermal_weights = ini.GetProfileInt(s, "THERMAL WEIGHTS", 0) != 0;
   p.rng_start = GetStart(ini, s);
   if (n <= 0) return;
   sfd.items.SetSize(n);
@@ -164,6 +165,7 @@ void SaveNoise(AIniFile& ini, const AMNoiseParams& p) {
   ini.WriteProfileInt(s, "NIFS", sfd.n_if);
   ini.WriteProfileInt(s, "GAUSSIAN", p.gaussian ? 1 : 0);
   PutDouble(ini, s, "EFFICIENCY", p.efficiency);
+  ini.WriteProfileInt(s, "THERMAL WEIGHTS", p.thermal_weights ? 1 : 0);
   PutStart(ini, s, p.rng_start);
   for (int d = 0; d < sfd.items.GetSize(); ++d) {
     const AMSfdItem& t = sfd.items[d];
