@@ -95,12 +95,14 @@ int MakePlan(const ms::ReadDescription& info, const std::set<int>& fields, const
     if (d.spw < 0 || d.spw >= int(info.windows.size()) || d.pol < 0 || d.pol >= int(info.polarizations.size()))
       return error = "data description " + std::to_string(dd) + " names no spectral window or polarization", 0;
     pols.insert(d.pol);
-    if (!spws.insert(d.spw).second)
-      return error = "spectral window " + std::to_string(d.spw) + " appears in two data descriptions: a UVX file holds one", 0;
   }
   if (pols.size() > 1)
     return error = "rows of " + std::to_string(pols.size()) + " polarization set-ups (" + List(pols) +
                    "): a UVX file holds one", 0;
+  for (int dd : dds)
+    if (!spws.insert(info.data_descs[std::size_t(dd)].spw).second)
+      return error = "spectral window " + std::to_string(info.data_descs[std::size_t(dd)].spw) +
+                     " appears in two data descriptions: a UVX file holds one", 0;
   for (int corr : info.polarizations[std::size_t(*pols.begin())]) {
     const int code = AipsFromCorrType(corr);
     if (!code) return error = "correlation type " + std::to_string(corr) + " has no UVX polarization code", 0;
@@ -188,8 +190,10 @@ struct Assembler {
     const bool row_flag = b.flag_row[std::size_t(r)];
     for (int c = 0; c < cells; ++c) {
       const float w = b.weight_spectrum[base + std::size_t(c)];
-      // A flagged entry keeps its weight's size with a negative sign, as AIPS flags.
-      float entry[3] = {0, 0, row_flag || b.flag[base + std::size_t(c)] ? -std::fabs(w) : w};
+      // A flagged entry keeps its weight's size with a negative sign, as AIPS flags (a weight
+      // of 0 or less already means flagged and stays as it is).
+      const bool flagged = row_flag || b.flag[base + std::size_t(c)];
+      float entry[3] = {0, 0, flagged && w > 0 ? -w : w};
       ms::FromMSVisibility(b.data[base + std::size_t(c)], entry[0], entry[1]);
       std::memcpy(e + 12 * c, entry, 12);
     }
