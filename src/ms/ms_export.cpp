@@ -184,17 +184,19 @@ struct RowFiller {
     double sum[8] = {};
     int used[8] = {};
     bool all_flagged = true;
-    for (int c = 0; c < cells; ++c) {
-      float e[3];
-      std::memcpy(e, entries + 12 * c, 12);
-      const float w = unit_weights ? 1.0f : e[2];
-      data[c] = ms::ToMSVisibility(e[0], e[1]);
-      wspec[c] = w;
-      const bool good = w > 0.0f;  // NaN flagged too
-      flag[c] = !good;
-      all_flagged = all_flagged && !good;
-      if (good) sum[c % n_stokes] += w, ++used[c % n_stokes];
-    }
+    for (int c = 0; c < cells; c += n_stokes)
+      for (int s = 0; s < n_stokes; ++s) {
+        float e[3];
+        std::memcpy(e, entries + 12 * (c + s), 12);
+        const float w = unit_weights ? 1.0f : e[2];
+        data[c + s] = ms::ToMSVisibility(e[0], e[1]);
+        wspec[c + s] = w;
+        const bool good = w > 0.0f;  // NaN flagged too
+        flag[c + s] = !good;
+        all_flagged = all_flagged && !good;
+        sum[s] += good ? w : 0.0f;
+        used[s] += good;
+      }
     for (int s = 0; s < n_stokes; ++s) {
       weight[s] = used[s] ? float(sum[s] / used[s]) : 0.0f;
       sigma[s] = weight[s] > 0 ? 1.0f / std::sqrt(weight[s]) : 0.0f;

@@ -15,6 +15,7 @@
 #include <casacore/ms/MeasurementSets/MSSourceColumns.h>
 #include <casacore/ms/MeasurementSets/MSSpWindowColumns.h>
 #include <casacore/ms/MeasurementSets/MSStateColumns.h>
+#include <casacore/tables/DataMan/StManAipsIO.h>
 #include <casacore/tables/Tables/SetupNewTab.h>
 
 #include <cmath>
@@ -133,9 +134,6 @@ void FillFieldAndSource(MeasurementSet& ms, const Description& d) {
   f.sourceId().put(0, 0);
   f.flagRow().put(0, false);
 
-  SetupNewTable setup(ms.sourceTableName(), MSSource::requiredTableDesc(), Table::New);
-  ms.rwKeywordSet().defineTable(MS::keywordName(MS::SOURCE), Table(setup));
-  ms.initRefs();
   MSSourceColumns s(ms.source());
   ms.source().addRow();
   s.sourceId().put(0, 0);
@@ -182,7 +180,32 @@ void FillObservation(MeasurementSet& ms, const Description& d) {
   p.flagRow().put(0, false);
 }
 
+template <class Sub>
+void Create(MeasurementSet& ms, MS::PredefinedKeywords which, const String& name) {
+  SetupNewTable setup(name, Sub::requiredTableDesc(), Table::New);
+  StManAipsIO storage("StManAipsIO");
+  setup.bindAll(storage);
+  ms.rwKeywordSet().defineTable(MS::keywordName(which), Table(setup, TableLock(TableLock::NoLocking)));
+}
+
 }  // namespace
+
+void CreateSubtables(MeasurementSet& ms) {
+  Create<MSAntenna>(ms, MS::ANTENNA, ms.antennaTableName());
+  Create<MSDataDescription>(ms, MS::DATA_DESCRIPTION, ms.dataDescriptionTableName());
+  Create<MSFeed>(ms, MS::FEED, ms.feedTableName());
+  Create<MSField>(ms, MS::FIELD, ms.fieldTableName());
+  Create<MSFlagCmd>(ms, MS::FLAG_CMD, ms.flagCmdTableName());
+  Create<MSHistory>(ms, MS::HISTORY, ms.historyTableName());
+  Create<MSObservation>(ms, MS::OBSERVATION, ms.observationTableName());
+  Create<MSPointing>(ms, MS::POINTING, ms.pointingTableName());
+  Create<MSPolarization>(ms, MS::POLARIZATION, ms.polarizationTableName());
+  Create<MSProcessor>(ms, MS::PROCESSOR, ms.processorTableName());
+  Create<MSSource>(ms, MS::SOURCE, ms.sourceTableName());
+  Create<MSSpectralWindow>(ms, MS::SPECTRAL_WINDOW, ms.spectralWindowTableName());
+  Create<MSState>(ms, MS::STATE, ms.stateTableName());
+  ms.initRefs();
+}
 
 void FillSubtables(MeasurementSet& ms, const Description& d) {
   FillAntennas(ms, d);

@@ -9,8 +9,12 @@
 
 namespace ms {
 
-// Fills ANTENNA, FEED, SPECTRAL_WINDOW, POLARIZATION, DATA_DESCRIPTION, FIELD, SOURCE (created
-// here: it is optional in the MS definition), OBSERVATION, STATE and PROCESSOR of a new set whose
+// Creates the subtables the MS definition requires, and SOURCE, empty, without locking and in
+// memory-based storage written when they close (they are small).
+void CreateSubtables(casacore::MeasurementSet& ms);
+
+// Fills ANTENNA, FEED, SPECTRAL_WINDOW, POLARIZATION, DATA_DESCRIPTION, FIELD, SOURCE (optional
+// in the MS definition), OBSERVATION, STATE and PROCESSOR of a new set whose
 // default subtables exist. Throws casacore's exceptions.
 void FillSubtables(casacore::MeasurementSet& ms, const Description& d);
 

@@ -5,6 +5,7 @@
 #include <casacore/casa/Arrays/Vector.h>
 #include <casacore/ms/MeasurementSets/MSMainColumns.h>
 #include <casacore/ms/MeasurementSets/MeasurementSet.h>
+#include <casacore/tables/DataMan/IncrementalStMan.h>
 #include <casacore/tables/DataMan/StandardStMan.h>
 #include <casacore/tables/DataMan/TiledColumnStMan.h>
 #include <casacore/tables/Tables/SetupNewTab.h>
@@ -51,6 +52,9 @@ struct Writer::Impl {
   std::optional<MSMainColumns> cols;
   IPosition cell;  // [n_corr, n_chan]
   double interval = 0;
+  double last_time = 0, last_centroid = 0;  // the values last written to incremental storage
+  int last_field = 0, last_scan = 0;
+  bool last_flag_row = false;
 };
 
 Writer::Writer() : impl_(new Impl) {}
@@ -75,15 +79,30 @@ int Writer::Create(const std::string& path, const Description& d, std::string& e
     td.rwColumnDesc(MS::columnName(MS::UVW)).rwKeywordSet().rwSubRecord("MEASINFO").define("Ref", "J2000");
 
     SetupNewTable setup(path, td, Table::New);
-    StandardStMan standard("StandardStMan", 32768);
-    setup.bindAll(standard);
-    const IPosition tile(3, n_corr, d.n_chan, RowsPerTile(n_corr, d.n_chan));
-    TiledColumnStMan tiled_data("TiledData", tile), tiled_flag("TiledFlag", tile), tiled_weight("TiledWeightSpectrum", tile);
+    // Storage: the arrays in tiles of whole rows (one tile after the other as rows come), the
+    // columns that change from row to row (antennas, data description) in standard storage,
+    // the others in incremental storage, which stores only changes.
+    IncrementalStMan incremental("IncrementalStMan", 65536, false, 16);
+    setup.bindAll(incremental);
+    StandardStMan standard("StandardStMan", 32768, 64);
+    for (MS::PredefinedColumns c : {MS::ANTENNA1, MS::ANTENNA2, MS::DATA_DESC_ID})
+      setup.bindColumn(MS::columnName(c), standard);
+    const int tile_rows = RowsPerTile(n_corr, d.n_chan);
+    TiledColumnStMan tiled_data("TiledData", IPosition(3, n_corr, d.n_chan, tile_rows));
+    TiledColumnStMan tiled_flag("TiledFlag", IPosition(3, n_corr, d.n_chan, tile_rows));
+    TiledColumnStMan tiled_weight("TiledWeightSpectrum", IPosition(3, n_corr, d.n_chan, tile_rows));
+    TiledColumnStMan tiled_uvw("TiledUVW", IPosition(2, 3, 8192));
+    TiledColumnStMan tiled_w("TiledWeight", IPosition(2, n_corr, 8192)), tiled_s("TiledSigma", IPosition(2, n_corr, 8192));
     setup.bindColumn(MS::columnName(MS::DATA), tiled_data);
     setup.bindColumn(MS::columnName(MS::FLAG), tiled_flag);
     setup.bindColumn(MS::columnName(MS::WEIGHT_SPECTRUM), tiled_weight);
-    impl_->ms.emplace(setup, rownr_t(d.rows));
-    impl_->ms->createDefaultSubtables(Table::New);
+    setup.bindColumn(MS::columnName(MS::UVW), tiled_uvw);
+    setup.bindColumn(MS::columnName(MS::WEIGHT), tiled_w);
+    setup.bindColumn(MS::columnName(MS::SIGMA), tiled_s);
+    // A new set in its ".part" directory has no other user: no locking (casacore synchronises a
+    // lock file to disk at every release).
+    impl_->ms.emplace(setup, TableLock(TableLock::NoLocking), rownr_t(0));
+    CreateSubtables(*impl_->ms);
     FillSubtables(*impl_->ms, d);
     impl_->cols.emplace(*impl_->ms);
     return 1;
@@ -100,27 +119,37 @@ int Writer::Put(std::int64_t first, const RowBlock& b, std::string& error) {
   try {
     MSMainColumns& c = *impl_->cols;
     const int n = b.rows;
+    // Rows are added block by block, as they are written: the storage managers then fill their
+    // buckets and tiles in order (a table made with all its rows at once has its standard
+    // storage index spread over every bucket).
+    if (rownr_t(first + n) > impl_->ms->nrow()) impl_->ms->addRow(rownr_t(first + n) - impl_->ms->nrow());
     const Slicer rows(IPosition(1, first), IPosition(1, n));
     // The block's arrays are handed to casacore without copies (casacore only reads them here).
     auto scalars = [n](const auto& vec) {
       using T = typename std::decay_t<decltype(vec)>::value_type;
       return Vector<T>(IPosition(1, n), const_cast<T*>(vec.data()), SHARE);
     };
-    c.time().putColumnRange(rows, scalars(b.time));
-    c.timeCentroid().putColumnRange(rows, scalars(b.time));
     c.antenna1().putColumnRange(rows, scalars(b.antenna1));
     c.antenna2().putColumnRange(rows, scalars(b.antenna2));
     c.dataDescId().putColumnRange(rows, scalars(b.data_desc));
-    c.fieldId().putColumnRange(rows, scalars(b.field));
-    c.scanNumber().putColumnRange(rows, scalars(b.scan));
-    const std::vector<double> interval(std::size_t(n), impl_->interval);
-    c.interval().putColumnRange(rows, scalars(interval));
-    c.exposure().putColumnRange(rows, scalars(interval));
-    const std::vector<int> zeros(std::size_t(n), 0);
-    for (ScalarColumn<Int>* col :
-         {&c.arrayId(), &c.feed1(), &c.feed2(), &c.observationId(), &c.processorId(), &c.stateId()})
-      col->putColumnRange(rows, scalars(zeros));
-    c.flagRow().putColumnRange(rows, Vector<Bool>(IPosition(1, n), b.flag_row.get(), SHARE));
+    // Incremental storage keeps a value until the next change and gives new rows the last value:
+    // only changes are written (TIME once per time sample, the constants once).
+    auto changes = [&](auto& col, const auto* values, auto& last) {
+      for (int r = 0; r < n; ++r)
+        if (first + r == 0 || values[r] != last) col.put(rownr_t(first + r), last = values[r]);
+    };
+    changes(c.time(), b.time.data(), impl_->last_time);
+    changes(c.timeCentroid(), b.time.data(), impl_->last_centroid);
+    changes(c.fieldId(), b.field.data(), impl_->last_field);
+    changes(c.scanNumber(), b.scan.data(), impl_->last_scan);
+    changes(c.flagRow(), b.flag_row.get(), impl_->last_flag_row);
+    if (first == 0) {
+      c.interval().put(0, impl_->interval);
+      c.exposure().put(0, impl_->interval);
+      for (ScalarColumn<Int>* col :
+           {&c.arrayId(), &c.feed1(), &c.feed2(), &c.observationId(), &c.processorId(), &c.stateId()})
+        col->put(0, 0);
+    }
 
     auto cube = [&](auto* data) {
       using T = std::remove_const_t<std::remove_pointer_t<decltype(data)>>;
