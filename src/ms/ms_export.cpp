@@ -37,7 +37,8 @@ const char* MountName(int mntsta) {
 double Keyword(const AUVXTable& t, const char* name) { return uvfits::KeywordReal(t, name, 0.0); }
 
 // The antennas in AN row order; `row_of[n]` is the ANTENNA row of telescope number n (-1: none).
-int DescribeAntennas(const AUVXTable& an, ms::Description& d, std::vector<int>& row_of, std::string& error) {
+int DescribeAntennas(const AUVXTable& an, const std::map<std::string, double>& diameters, ms::Description& d,
+                     std::vector<int>& row_of, std::string& error) {
   const int c_name = an.FindColumn("ANNAME"), c_xyz = an.FindColumn("STABXYZ"), c_no = an.FindColumn("NOSTA");
   const int c_mnt = an.FindColumn("MNTSTA"), c_diam = an.FindColumn("DIAMETER");
   if (c_name < 0 || c_xyz < 0 || c_no < 0 || an.ColumnRepeat(c_xyz) != 3)
@@ -55,7 +56,8 @@ int DescribeAntennas(const AUVXTable& an, ms::Description& d, std::vector<int>& 
     a.mount = MountName(mount);
     if (mount == 2) a.type = "SPACE-BASED";  // no position: the UVX file stores no orbit
     for (int k = 0; k < 3; ++k) a.xyz[k] = mount == 2 ? 0.0 : an.GetNumber(r, c_xyz, k) + centre[k];
-    a.dish_diameter = c_diam >= 0 ? an.GetNumber(r, c_diam) : 0.0;
+    const auto known = diameters.find(a.name);
+    a.dish_diameter = c_diam >= 0 ? an.GetNumber(r, c_diam) : known != diameters.end() ? known->second : 0.0;
     d.antennas.push_back(a);
   }
   return 1;
@@ -84,7 +86,8 @@ void DescribeWindows(const AUVXFqTbl& fq, ms::Description& d) {
   }
 }
 
-int Describe(AUVXFile& in, const AUVXFqTbl& fq, ms::Description& d, std::vector<int>& row_of, std::string& error) {
+int Describe(AUVXFile& in, const AUVXFqTbl& fq, const MSExportOptions& options, ms::Description& d,
+             std::vector<int>& row_of, std::string& error) {
   const AUVXHeader& h = in.Header();
   if (in.NIF() < 1 || in.NChannels() < 1 || in.NStokes() < 1)
     return error = "the file holds no visibilities (IFs x channels x Stokes = " + std::to_string(in.NIF()) + " x " +
@@ -103,7 +106,7 @@ int Describe(AUVXFile& in, const AUVXFqTbl& fq, ms::Description& d, std::vector<
     return error = "no FQ table describing the file's " + std::to_string(in.NIF()) + " IFs: the channel frequencies are unknown", 0;
   const AUVXTable* an = in.GetTable("AN");
   if (!an) return error = "no AN table: the telescopes are unknown", 0;
-  if (!DescribeAntennas(*an, d, row_of, error)) return 0;
+  if (!DescribeAntennas(*an, options.dish_diameters, d, row_of, error)) return 0;
   DescribeWindows(fq, d);
   d.n_chan = in.NChannels();
   d.field_name = h.Object();
@@ -230,8 +233,8 @@ int AipsFromCorrType(int type) {
 }
 
 int ExportMS(const std::string& uvx_path, const std::string& ms_path, ProgressSink* progress, StopFlag* stop,
-             MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary, UVFitsWeights weights,
-             UVFitsFrame frame) {
+             MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary, const MSExportOptions& options) {
+  const UVFitsWeights weights = options.weights;
   AUVXFile in;
   if (!in.Open(uvx_path, AUVXFile::modeRead)) return error = in.Error(), 0;
   const AUVXHeader& h = in.Header();
@@ -239,11 +242,11 @@ int ExportMS(const std::string& uvx_path, const std::string& ms_path, ProgressSi
   fq.Init(in, -1);
   ms::Description d;
   std::vector<int> row_of;
-  if (!Describe(in, fq, d, row_of, error)) return 0;
+  if (!Describe(in, fq, options, d, row_of, error)) return 0;
   double ra = 0, dec = 0;
   const bool have_centre = UVXPhaseCentre(in, ra, dec);
   std::unique_ptr<AUVWFrameRotation> rotation;
-  if (frame == UVFitsFrame::J2000) {
+  if (options.frame == UVFitsFrame::J2000) {
     if (!have_centre)
       return error = "no SU table with RAEPO and DECEPO: the phase centre is unknown, so u, v, w cannot be turned to "
                      "J2000 axes (the date frame writes them as stored)", 0;

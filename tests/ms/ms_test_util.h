@@ -10,6 +10,7 @@
 #include "coverage/coverage_fixture.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
+#include "ms/ms_export.h"
 #include "ms_casacore_check.h"
 #include "uvx/uvfits_test_util.h"
 
@@ -36,6 +37,16 @@ inline void WriteTask1File(const AMObservation& obs, bool sample = true) {
   ASSERT_TRUE(plane.Calculate(obs, nullptr, nullptr, nullptr));
   ASSERT_TRUE(CreateZeroUVX(plane.UVPath(), obs, obs.output_path, nullptr, nullptr, nullptr));
   if (sample) FillSampleVisibilities(obs.output_path);
+}
+
+inline MSExportOptions Stored() {
+  MSExportOptions o;
+  o.weights = UVFitsWeights::AsStored;
+  return o;
+}
+inline MSExportOptions DateFrame(MSExportOptions o = {}) {
+  o.frame = UVFitsFrame::Date;
+  return o;
 }
 
 // Largest |a - b| / |b| over the rows (3 values a row).

@@ -42,7 +42,9 @@ TEST_F(MSExport, CasacoreReadsBackEveryColumnAndSubtable) {
   const std::string out = Path("out.ms");
   std::string error;
   UVFitsSummary sum;
-  ASSERT_TRUE(ExportMS(obs.output_path, out, nullptr, nullptr, nullptr, error, &sum, UVFitsWeights::AsStored)) << error;
+  MSExportOptions options = Stored();
+  options.dish_diameters = {{"MK", 25.0}, {"EF", 100.0}, {"XX", 1.0}};  // PA, SC unknown: 0
+  ASSERT_TRUE(ExportMS(obs.output_path, out, nullptr, nullptr, nullptr, error, &sum, options)) << error;
   EXPECT_FALSE(std::filesystem::exists(out + ".part"));
   mscheck::MainRows m;
   mscheck::SubTables s;
@@ -113,6 +115,7 @@ TEST_F(MSExport, CasacoreReadsBackEveryColumnAndSubtable) {
     const double itrf[3] = {t.params[tlsc::kX], -t.params[tlsc::kY], t.params[tlsc::kZ]};
     for (int k = 0; k < 3; ++k) EXPECT_EQ(s.antenna_xyz[std::size_t(3 * a + k)], itrf[k]);
   }
+  EXPECT_EQ(s.dish_diameter, (std::vector<double>{25.0, 0.0, 100.0, 0.0}));
   ASSERT_EQ(s.num_chan, (std::vector<int>{n_chan, n_chan}));
   for (int i = 0; i < n_if; ++i)
     for (int k = 0; k < n_chan; ++k) {
@@ -156,8 +159,7 @@ TEST_F(MSExport, UVWAgreeWithCasacoreJ2000Geometry) {
   std::string error;
   const std::string j2000 = Path("j2000.ms"), date = Path("date.ms");
   ASSERT_TRUE(ExportMS(obs.output_path, j2000, nullptr, nullptr, nullptr, error)) << error;
-  ASSERT_TRUE(ExportMS(obs.output_path, date, nullptr, nullptr, nullptr, error, nullptr, UVFitsWeights::Auto,
-                       UVFitsFrame::Date)) << error;
+  ASSERT_TRUE(ExportMS(obs.output_path, date, nullptr, nullptr, nullptr, error, nullptr, DateFrame())) << error;
   std::vector<double> reference;
   if (!mscheck::CasacoreUVW(j2000, reference, error)) {
     if (error.find("TAI_UTC") != std::string::npos) GTEST_SKIP() << "casacore lacks its leap-second table: " << error;

@@ -74,7 +74,7 @@ TEST_F(MSImport, RoundTripGivesTheUVXFileBack) {
   std::string error;
   UVFitsSummary sum;
   const std::string ms = Path("rt.ms"), back = Path("back.uvx"), date_ms = Path("date.ms"), date_back = Path("date.uvx");
-  ASSERT_TRUE(ExportMS(obs.output_path, ms, nullptr, nullptr, nullptr, error, nullptr, UVFitsWeights::AsStored)) << error;
+  ASSERT_TRUE(ExportMS(obs.output_path, ms, nullptr, nullptr, nullptr, error, nullptr, Stored())) << error;
   ASSERT_TRUE(ImportMS(ms, back, nullptr, nullptr, nullptr, error, &sum)) << error;
   EXPECT_TRUE(sum.j2000);
   EXPECT_EQ(sum.telescopes, 4);
@@ -82,8 +82,7 @@ TEST_F(MSImport, RoundTripGivesTheUVXFileBack) {
   ExpectSameGroups(obs.output_path, back, 1e-6, 3e-7);
   ExpectSameDescription(obs.output_path, back);
   // Without the rotation only the sign and unit change: the same floats.
-  ASSERT_TRUE(ExportMS(obs.output_path, date_ms, nullptr, nullptr, nullptr, error, nullptr, UVFitsWeights::AsStored,
-                       UVFitsFrame::Date)) << error;
+  ASSERT_TRUE(ExportMS(obs.output_path, date_ms, nullptr, nullptr, nullptr, error, nullptr, DateFrame(Stored()))) << error;
   ASSERT_TRUE(ImportMS(date_ms, date_back, nullptr, nullptr, nullptr, error, nullptr, UVFitsFrame::Date)) << error;
   ExpectSameGroups(obs.output_path, date_back, 1e-6, 0.0);
 }
@@ -93,7 +92,7 @@ TEST_F(MSImport, RowsInAnyOrderGiveTheSameFile) {
   WriteTask1File(obs);
   std::string error;
   const std::string ms = Path("in.ms"), shuffled = Path("shuffled.ms");
-  ASSERT_TRUE(ExportMS(obs.output_path, ms, nullptr, nullptr, nullptr, error, nullptr, UVFitsWeights::AsStored)) << error;
+  ASSERT_TRUE(ExportMS(obs.output_path, ms, nullptr, nullptr, nullptr, error, nullptr, Stored())) << error;
   mscheck::MainRows m;
   mscheck::SubTables s;
   ASSERT_TRUE(mscheck::ReadMS(ms, m, s, error)) << error;

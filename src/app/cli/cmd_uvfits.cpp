@@ -5,14 +5,17 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "app/cli/commands.h"
 #include "app/cli/terminal.h"
+#include "core/paths.h"
 #include "ms/ms_export.h"
 #include "ms/ms_import.h"
 #include "ms/ms_output.h"
 #include "uvx/uvfits_export.h"
+#include "observation/telescope_catalog.h"
 #include "uvx/uvfits_import.h"
 
 namespace {
@@ -23,8 +26,20 @@ struct UVFitsArgs {
   std::string weights = "auto";
   std::string frame = "j2000";
   std::string column = "DATA";
+  std::string base;
   bool json = false;
 };
+
+// Dish diameters of the ground telescopes of the catalogue in the base folder, by the name a
+// UVX AN table gives them (the first 8 characters); empty when there is no catalogue.
+std::map<std::string, double> CatalogueDiameters(const std::string& base) {
+  std::map<std::string, double> out;
+  AMTlscCatalog catalog;
+  LoadTelescopeFile(BaseFolder(base) + "/" + kTelescopesFileName, catalog);
+  for (int i = 0; i < catalog.GetSize(); ++i)
+    if (catalog[i].IsGround()) out.emplace(catalog[i].name.substr(0, 8), catalog[i].params[tlsc::kDiameter]);
+  return out;
+}
 
 // IN with its extension replaced by `ext` (".uvfits" for an export, ".uvx" for an import).
 std::string DefaultOutput(std::string input, const char* ext) {
@@ -108,16 +123,22 @@ void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
       ->add_option("--weights", ex->weights,
                    "auto (default: 1 when every weight of the file is 0, else as stored), stored, or unit (all 1)")
       ->check(CLI::IsMember({"auto", "stored", "unit"}));
+  export_cmd->add_option("--base", ex->base,
+                         "Measurement Set: folder holding Telescopes.dat, whose dish diameters fill DISH_DIAMETER");
   export_cmd->callback([ex, &ctx] {
     const UVFitsWeights w = ex->weights == "unit"     ? UVFitsWeights::Unit
                             : ex->weights == "stored" ? UVFitsWeights::AsStored
                                                       : UVFitsWeights::Auto;
     const UVFitsFrame frame = ex->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
+    const std::string base = ex->base;
     ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits",
-                                  [w, frame](const std::string& in, const std::string& out, ProgressSink* p,
-                                             StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
-                                    if (ms::LooksLikeMS(out)) return ExportMS(in, out, p, s, m, e, sum, w, frame);
-                                    return ExportUVFITS(in, out, p, s, m, e, sum, w, frame);
+                                  [w, frame, base](const std::string& in, const std::string& out, ProgressSink* p,
+                                                   StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                    if (!ms::LooksLikeMS(out)) return ExportUVFITS(in, out, p, s, m, e, sum, w, frame);
+                                    MSExportOptions options;
+                                    options.weights = w, options.frame = frame;
+                                    options.dish_diameters = CatalogueDiameters(base);
+                                    return ExportMS(in, out, p, s, m, e, sum, options);
                                   });
   });
   auto im = std::make_shared<UVFitsArgs>();
