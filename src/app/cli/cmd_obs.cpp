@@ -13,6 +13,7 @@
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "observation/obs_document.h"
 #include "observation/obs_json.h"
 #include "observation/observation.h"
 #include "observation/polarization.h"
@@ -42,31 +43,7 @@ AMTlscCatalog LoadCatalog(const std::string& base) {
 
 // Reads .obs or .json (by extension); on failure `error` holds the reason.
 int LoadAny(const std::string& path, const AMTlscCatalog& cat, AMObservation& obs, std::string& error) {
-  if (HasExtension(path, ".json")) {
-    std::ifstream in(path);
-    if (!in) {
-      error = "cannot open the file";
-      return 0;
-    }
-    nlohmann::json j;
-    try {
-      in >> j;
-    } catch (const nlohmann::json::exception& e) {
-      error = std::string("not valid JSON (") + e.what() + ")";
-      return 0;
-    }
-    return ObservationFromJson(j, obs, error, &cat);
-  }
-  AFile f;
-  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) {
-    error = "cannot open the file";
-    return 0;
-  }
-  if (!LoadObservation(f, obs)) {
-    error = "not a valid observation file (truncated or damaged)";
-    return 0;
-  }
-  return 1;
+  return LoadObservationPath(path, cat, obs, error);
 }
 
 int WriteTextAtomically(const std::string& path, const std::string& text) {
