@@ -142,6 +142,17 @@ int RunConvert(const ObsArgs& a) {
   return 0;
 }
 
+const char* CreateFieldName(AMCreateField f) {
+  switch (f) {
+    case AMCreateField::Telescopes: return "telescopes";
+    case AMCreateField::Intervals: return "intervals";
+    case AMCreateField::Polarizations: return "polarizations";
+    case AMCreateField::RightAscension: return "ra";
+    case AMCreateField::Declination: return "dec";
+    default: return "";
+  }
+}
+
 int RunCheck(const ObsArgs& a) {
   const AMTlscCatalog cat = LoadCatalog(a.base);
   AMObservation obs(std::string{});
@@ -157,6 +168,8 @@ int RunCheck(const ObsArgs& a) {
       j["message"] = c.message;
       if (c.row >= 0) j["row"] = c.row;
       if (c.column >= 0) j["column"] = c.column;
+      if (c.id > 0) j["id"] = c.id;
+      j["field"] = CreateFieldName(c.field);
     }
     std::printf("%s\n", j.dump(2).c_str());
   } else if (c.ok) {

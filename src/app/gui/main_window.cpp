@@ -62,6 +62,7 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   tasks_->setObjectName("taskList");
   for (int t = 1; t <= 4; ++t) tasks_->addItem(TaskName(t));
   tasks_->setMinimumWidth(170);
+  tasks_->setStyleSheet("QListWidget::item { padding: 6px 4px; }");
   pages_ = new QStackedWidget(this);
   page1_ = new AMPage1(base_folder_, services_, pages_);
   pages_->addWidget(page1_);

@@ -166,6 +166,8 @@ QWidget* AMPage1::BuildObservationTab() {
   auto* intervals_box = new QGroupBox("Time intervals (UT)", tab);
   times_ = new AMTimeTable(doc_.Obs(), services_.messages, [this] { Edited(); }, this);
   times_view_ = MakeTable(times_, "intervalsView", intervals_box);
+  times_view_->horizontalHeader()->setStretchLastSection(false);
+  times_view_->horizontalHeader()->setMinimumSectionSize(110);
   auto* add_interval = Button("Add", "addIntervalButton", intervals_box);
   auto* del_interval = Button("Delete", "deleteIntervalButton", intervals_box);
   connect(add_interval, &QPushButton::clicked, this, &AMPage1::OnAddInterval);
@@ -182,6 +184,8 @@ QWidget* AMPage1::BuildObservationTab() {
   pols_ = new AMPolTable(doc_.Obs(), [this] { Edited(); }, this);
   pols_view_ = MakeTable(pols_, "polarizationView", pol_box);
   pols_view_->verticalHeader()->hide();
+  pols_view_->horizontalHeader()->setStretchLastSection(false);
+  pols_view_->horizontalHeader()->setMinimumSectionSize(70);
   auto* playout = new QVBoxLayout(pol_box);
   playout->addWidget(pols_view_);
 

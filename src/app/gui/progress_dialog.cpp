@@ -18,7 +18,8 @@ AThreadPrcDlg::AThreadPrcDlg(const QString& title, Work work, MessageSink& messa
   bar_ = new QProgressBar(this);
   bar_->setRange(0, AQtProgress::kBarSteps);
   bar_->setValue(0);
-  bar_->setTextVisible(false);
+  bar_->setTextVisible(true);
+  bar_->setFormat("%p%");
   stop_button_ = new QPushButton(tr("Stop"), this);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(text_);

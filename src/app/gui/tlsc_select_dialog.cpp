@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -107,8 +108,12 @@ AMTlscSelectDlg::AMTlscSelectDlg(const std::string& catalog_path, const AGuiServ
   view_->setSelectionMode(QAbstractItemView::SingleSelection);
   view_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   view_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-  view_->setMinimumSize(940, 420);
   view_->setCurrentIndex(QModelIndex());  // no row is current after loading
+  // Wide enough for every column: the table is sized to its content.
+  view_->resizeColumnsToContents();
+  int width = view_->verticalHeader()->sizeHint().width() + view_->verticalScrollBar()->sizeHint().width() + 4;
+  for (int c = 0; c < model_->columnCount(); ++c) width += view_->columnWidth(c);
+  view_->setMinimumSize(width, 420);
 
   search_ = new QLineEdit(this);
   search_->setObjectName("searchEdit");
