@@ -222,7 +222,7 @@ class TestDialogs : public QObject {
     QCOMPARE(desk.dialog_titles.back(), QString("Channel width"));
     QCOMPARE(freq.table(0, 1).ch_width_hz, 0.5e6);
 
-    answer("16");
+    answer("1.6e1");
     ActionOf(view.ChannelMenu(), "Add")->trigger();
     QCOMPARE(desk.dialog_titles.back(), QString("Number of channels"));
     QCOMPARE(freq.n_channels, 32);

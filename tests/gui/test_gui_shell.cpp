@@ -2,6 +2,7 @@
 // and the settings surviving a close and a new start, the save questions on closing, and a
 // settings file written by the window running with the command line's task runner.
 #include <QListWidget>
+#include <QProcess>
 #include <QStackedWidget>
 #include <QtTest>
 #include <fstream>
@@ -95,6 +96,17 @@ class TestShell : public QObject {
     QCOMPARE(int(out.size()), 1);
     QVERIFY2(out[0].ok, out[0].error.c_str());
     QVERIFY(std::filesystem::exists(folder.File("3C345_mdl.uvx")));
+
+    // And through the program itself.
+    if (QFile::exists(QVLMODEL_EXE)) {
+      std::filesystem::remove(folder.File("3C345_mdl.uvx"));
+      QProcess run;
+      run.start(QVLMODEL_EXE, {"run", "--settings", QString::fromStdString(ini), "--tasks", "1", "--base",
+                               QString::fromStdString(folder.base)});
+      QVERIFY(run.waitForFinished(120000));
+      QCOMPARE(run.exitCode(), 0);
+      QVERIFY(std::filesystem::exists(folder.File("3C345_mdl.uvx")));
+    }
   }
 
   void closingAsksToSaveAndCancelKeepsTheWindow() {

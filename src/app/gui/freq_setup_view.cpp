@@ -9,11 +9,17 @@
 #include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <cstdlib>
 
 #include "app/gui/input_dialogs.h"
 #include "core/text.h"
 
 QString MHzText(double hz) { return Qs(valToStr(hz / 1.0e6)); }
+
+namespace {
+// A count accepted by CheckCountText ("16", "1e3").
+int CountOf(const std::string& text) { return static_cast<int>(std::strtod(text.c_str(), nullptr)); }
+}  // namespace
 
 // ---- AMFreqTable ------------------------------------------------------------------------------
 
@@ -188,7 +194,7 @@ bool AMFreqSetupView::AskValue(const QString& title, const QString& prompt, cons
 void AMFreqSetupView::AddIfs() {
   std::string text;
   if (!AskValue("Number of IFs", "Enter number of IFs: ", "1", CheckCountText, text)) return;
-  if (freq_.AddIfs(std::stoi(text), services_.messages)) Changed();
+  if (freq_.AddIfs(CountOf(text), services_.messages)) Changed();
 }
 
 void AMFreqSetupView::DeleteIf() {
@@ -222,13 +228,13 @@ void AMFreqSetupView::SetOffsetStep() {
 void AMFreqSetupView::AddChannels() {
   std::string text;
   if (!AskValue("Number of channels", "Enter number of channels: ", "1", CheckCountText, text)) return;
-  if (freq_.AddChannels(std::stoi(text), services_.messages)) Changed();
+  if (freq_.AddChannels(CountOf(text), services_.messages)) Changed();
 }
 
 void AMFreqSetupView::DeleteChannels() {
   std::string text;
   if (!AskValue("Number of channels", "Enter number of channels: ", "1", CheckCountText, text)) return;
-  if (freq_.DeleteChannels(std::stoi(text), services_.messages)) Changed();
+  if (freq_.DeleteChannels(CountOf(text), services_.messages)) Changed();
 }
 
 void AMFreqSetupView::SetWidth() {
