@@ -34,6 +34,7 @@ struct AScriptedDesktop {
   MessageRecorder messages;
   std::deque<QString> open_answers, save_answers;  // empty string: Cancel
   std::vector<QString> file_titles;                // titles of the file pickers asked
+  std::vector<QString> file_filters;               // and their filters
   std::deque<std::function<int(QDialog&)>> dialogs;
   std::vector<QString> dialog_titles;              // titles of the modal dialogs run
   std::function<int(AThreadPrcDlg&)> progress;     // optional: drives progress dialogs
@@ -42,15 +43,17 @@ struct AScriptedDesktop {
   AGuiServices Services() {
     AGuiServices s;
     s.messages = &messages;
-    s.open_file = [this](QWidget*, const QString& title, const QString&, const QString&) {
+    s.open_file = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
       file_titles.push_back(title);
+      file_filters.push_back(filter);
       if (open_answers.empty()) return QString();
       const QString a = open_answers.front();
       open_answers.pop_front();
       return a;
     };
-    s.save_file = [this](QWidget*, const QString& title, const QString&, const QString&) {
+    s.save_file = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
       file_titles.push_back(title);
+      file_filters.push_back(filter);
       if (save_answers.empty()) return QString();
       const QString a = save_answers.front();
       save_answers.pop_front();

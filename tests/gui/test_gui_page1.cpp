@@ -130,6 +130,7 @@ class TestPage1 : public QObject {
     desk.open_answers = {QString::fromStdString(folder.File("heo.org"))};
     ButtonOf(page, "orbitBrowseButton")->click();
     QCOMPARE(desk.file_titles.back(), QString("Input orbit file"));
+    QCOMPARE(desk.file_filters.back(), QString("Orbit file (*.org *.ORG)"));
     const AMTlscItem& heo = o.telescopes[RowOf(tl, "SpaceHEO")];
     QCOMPARE(heo.use_orbit_file, 1);
     QCOMPARE(heo.orbit_file, folder.File("heo.org"));
@@ -202,6 +203,8 @@ class TestPage1 : public QObject {
     desk.open_answers = {QString::fromStdString(folder.File("ground_space_3c345.json"))};
     ButtonOf(page, "openButton")->click();
     QCOMPARE(desk.file_titles.back(), QString("Open"));
+    QCOMPARE(desk.file_filters.back(), QString("QVL observation parameters file (*.obs *.OBS);;"
+                                               "QVL observation, text form (*.json *.JSON);;All files (*)"));
     QCOMPARE(page.Document().Path(), folder.File("ground_space_3c345.json"));
     QCOMPARE(page.Document().Obs().source_name, std::string("3C345"));
     QCOMPARE(page.findChild<QLineEdit*>("sourceEdit")->text(), QString("3C345"));

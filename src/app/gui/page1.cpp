@@ -36,7 +36,10 @@ class AServicesFileDialog final : public AObsFileDialog {
  private:
   template <class Fn>
   bool Pick(const Fn& fn, const char* title, const std::string& initial, std::string& path) {
-    const QString filter = QtFileFilter(kObsFileFilter) + ";;QVL observation, text form (*.json *.JSON)";
+    // The classic filter, with the text form offered before "All files".
+    std::string classic = kObsFileFilter;
+    classic.insert(classic.find("All files"), "QVL observation, text form (*.JSON)|*.json|");
+    const QString filter = QtFileFilter(classic.c_str());
     const QString chosen = fn(parent_, title, Qs(initial), filter);
     if (chosen.isEmpty()) return false;
     path = Ss(chosen);
