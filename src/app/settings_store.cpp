@@ -225,6 +225,8 @@ void SaveWindowPos(AIniFile& ini, const AMWindowPos& pos) {
 void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) {
   LoadWindowPos(ini, st.window);
   st.obs_file = ini.GetProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", "");
+  st.earth_blocking = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", 0);
+  st.azimuth_limits = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", 0);
   st.model_page.model_file = ini.GetProfileString(SettingsSection("%s-PROCESS2"), "MODEL FILE", "");
   LoadModelPage(ini, st.model_page);
   LoadWorkItem(ini, st.work_item);
@@ -236,6 +238,8 @@ void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) 
 void SaveSettings(AIniFile& ini, const AMSettings& st) {
   SaveWindowPos(ini, st.window);
   ini.WriteProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", st.obs_file);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", st.earth_blocking);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", st.azimuth_limits);
   const std::string p2 = SettingsSection("%s-PROCESS2");
   const AMModelPageSettings& m = st.model_page;
   ini.WriteProfileString(p2, "MODEL FILE", m.model_file);

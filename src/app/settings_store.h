@@ -55,6 +55,8 @@ struct AMWindowPos {
 struct AMSettings {
   AMWindowPos window;              // "QVLMODEL"
   std::string obs_file;            // "%s-PROCESS1" "OBS FILE"
+  int earth_blocking = 0;          // "%s-PROCESS1" "EARTH BLOCKING" (ours): task 1 drops Earth-blocked samples
+  int azimuth_limits = 0;          // "%s-PROCESS1" "AZIMUTH LIMITS" (ours): task 1 applies AZmin/AZmax
   AMModelPageSettings model_page;
   AMUVXWorkItem work_item;         // "%s-UVXITEM" and "%s-SIMAP"
   AMErrorsParams errors;           // "%s-PROCESS3"

@@ -6,11 +6,13 @@
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
 #include "model/comp_table.h"
 #include "observation/obs_document.h"
 #include "observation/obs_json.h"
+#include "observation/source_catalog.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
@@ -37,12 +39,16 @@ std::string Resolve(const std::string& settings_path, const std::string& p) {
 
 int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs, std::string& error) {
   AMTlscCatalog cat;
-  if (IsJsonObservationPath(path)) LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
-  return LoadObservationPath(path, cat, obs, error);
+  AMSourceCatalog sources;
+  if (IsJsonObservationPath(path)) {
+    LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
+    LoadSourceFile(base_folder + kSourcesFileName, sources, nullptr);
+  }
+  return LoadObservationPath(path, cat, obs, error, &sources);
 }
 
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
-                      ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages, const AMUVPlaneOptions& asked) {
   if (obs_path.empty()) return Failed(1, "no observation file (\"OBS FILE\")");
   AMObservation obs(base_folder);
   std::string error;
@@ -52,13 +58,18 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+  for (const AMObsProblem& p : CheckPlausibility(obs)) {
+    if (p.error) return Failed(1, obs_path + ": " + p.where + ": " + p.text);
+    messages.Show(obs_path + ": " + p.where + ": " + p.text);
+  }
+  const AMUVPlaneOptions options{asked.earth_blocking || obs.earth_blocking, asked.azimuth_limits || obs.azimuth_limits};
 
   AMUVPlane plane;
-  if (!plane.Calculate(obs, progress, stop, &messages)) {
+  if (!plane.Calculate(obs, progress, stop, &messages, options)) {
     switch (plane.GetStatus()) {
       case AMUVPlane::kStopped: return Stopped(1);
       case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
-      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points (no pair of telescopes sees the source)");
+      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points: " + WhyNoUVPoints(obs, plane, options));
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
     }
   }
@@ -175,7 +186,10 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
     ResolveSettingsPaths(st, settings_path);
     ATaskOutcome o;
     switch (t) {
-      case 1: o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages); break;
+      case 1:
+        o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages,
+                     {st.earth_blocking != 0, st.azimuth_limits != 0});
+        break;
       case 2:
         if (st.work_item.in_path.empty()) st.work_item.in_path = last_output;
         o = RunTask2(st, progress, stop, messages);

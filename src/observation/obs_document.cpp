@@ -18,7 +18,7 @@ bool IsJsonObservationPath(const std::string& path) {
 }
 
 int LoadObservationPath(const std::string& path, const AMTlscCatalog& catalog, AMObservation& target,
-                        std::string& error) {
+                        std::string& error, const AMSourceCatalog* sources) {
   if (IsJsonObservationPath(path)) {
     std::ifstream in(path);
     if (!in) return error = "cannot open the file", 0;
@@ -28,8 +28,10 @@ int LoadObservationPath(const std::string& path, const AMTlscCatalog& catalog, A
     } catch (const nlohmann::json::exception& e) {
       return error = std::string("not valid JSON (") + e.what() + ")", 0;
     }
-    return ObservationFromJson(j, target, error, &catalog);
+    return ObservationFromJson(j, target, error, &catalog, sources);
   }
+  if (const std::string kind = FileKindName(path); !kind.empty())
+    return error = "this is " + kind + ", not an observation (.obs, or .json)", 0;
   AFile f;
   if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
   if (!LoadObservation(f, target)) return error = "not a valid observation file (truncated or damaged)", 0;
@@ -80,10 +82,14 @@ void AMObsDocument::New() {
 
 int AMObsDocument::Open(const std::string& path, MessageSink& messages) {
   AMTlscCatalog catalog;
-  LoadTelescopeFile(base_folder_ + kTelescopesFileName, catalog);
+  AMSourceCatalog sources;
+  if (IsJsonObservationPath(path)) {
+    LoadTelescopeFile(base_folder_ + kTelescopesFileName, catalog);
+    LoadSourceFile(base_folder_ + kSourcesFileName, sources, nullptr);
+  }
   AMObservation loaded(base_folder_);
   std::string error;
-  if (!LoadObservationPath(path, catalog, loaded, error)) {
+  if (!LoadObservationPath(path, catalog, loaded, error, &sources)) {
     messages.Show("Can't open observation file " + path + ": " + error);
     return 0;
   }

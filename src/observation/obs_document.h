@@ -11,6 +11,7 @@
 
 #include "core/runtime.h"
 #include "observation/observation.h"
+#include "observation/source_catalog.h"
 #include "observation/telescope_catalog.h"
 
 inline constexpr const char* kObsFileExtension = ".obs";
@@ -36,16 +37,17 @@ class ANoObsFileDialog final : public AObsFileDialog {
 bool IsJsonObservationPath(const std::string& path);
 
 // Reads an observation from either form into `target`, which is replaced only on success.
-// Telescopes that the text form names by catalogue entry are taken from `catalog`. Non-zero on
-// success; otherwise `error` says why in one line.
+// Telescopes and a source that the text form names by catalogue entry are taken from `catalog`
+// and `sources`. A file of another kind (a UVX or FITS file given as .obs) is refused by name.
+// Non-zero on success; otherwise `error` says why in one line.
 int LoadObservationPath(const std::string& path, const AMTlscCatalog& catalog, AMObservation& target,
-                        std::string& error);
+                        std::string& error, const AMSourceCatalog* sources = nullptr);
 // Writes either form, complete or not at all (beside the target, then renamed). Non-zero on success.
 int SaveObservationPath(const std::string& path, const AMObservation& obs);
 
 class AMObsDocument {
  public:
-  // `base_folder` (ending with '/') holds Telescopes.dat and is the folder of a new observation's
+  // `base_folder` (ending with '/') holds Telescopes.dat and Sources.dat and is the folder of a new observation's
   // default output file.
   explicit AMObsDocument(std::string base_folder);
 
