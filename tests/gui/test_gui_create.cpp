@@ -159,6 +159,21 @@ class TestCreate : public QObject {
     QCOMPARE(page.Status(), QString("Stopped; nothing written."));
   }
 
+  // The plausibility checks of the command line: an error stops before anything is computed.
+  void implausibleValuesStopBeforeTheComputation() {
+    AGuiTestFolder folder;
+    AScriptedDesktop desk;
+    AMPage1 page(folder.base, desk.Services());
+    QVERIFY(page.OpenFile(folder.File("ground_space_3c345.json")));
+    AMTlscItem& br = page.Document().Obs().telescopes[0];
+    for (int i = 0; i < 3; ++i) br.params[i] /= 1000.0;  // kilometres typed as metres
+    Create(page);
+    QCOMPARE(desk.messages.shown.size(), size_t(1));
+    QVERIFY(desk.messages.shown[0].rfind("telescope BR: the station lies", 0) == 0);
+    QCOMPARE(desk.progress_runs, 0);
+    QVERIFY(!std::filesystem::exists(folder.File("3C345_mdl.uvx")));
+  }
+
   // Two southern telescopes never see a far northern source: message 304 with the count.
   void noPointShowsMessage304() {
     AGuiTestFolder folder;

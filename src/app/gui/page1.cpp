@@ -19,6 +19,7 @@
 #include "app/gui/tlsc_select_dialog.h"
 #include "core/text.h"
 #include "observation/obs_json.h"
+#include "observation/obs_plausibility.h"
 #include "observation/source_catalog.h"
 
 namespace {
@@ -520,6 +521,15 @@ void AMPage1::OnCreate() {
   if (!check.ok) {
     ShowCheckFailure(check);
     return;
+  }
+  // The plausibility checks the command line runs too: all problems in one message; an error
+  // stops here, warnings let the run go on.
+  const std::vector<AMObsProblem> problems = CheckPlausibility(doc_.Obs());
+  if (!problems.empty()) {
+    std::string text;
+    for (const AMObsProblem& p : problems) text += (text.empty() ? "" : "\n") + p.where + ": " + p.text;
+    services_.messages->Show(text);
+    if (HasErrors(problems)) return;
   }
   RunCreate();
 }

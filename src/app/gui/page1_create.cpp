@@ -13,12 +13,14 @@ QString AMPage1::Status() const { return status_->text(); }
 void AMPage1::RunCreate() {
   const AMObservation run = doc_.ObservationForRun();
   const QString title = Qs(msg::kTaskVlbiConfiguration);
+  // The UV-plane choices the observation carries (kept by its JSON form).
+  const AMUVPlaneOptions options{run.earth_blocking, run.azimuth_limits};
   AMUVPlane plane;  // removes its temporary file when it goes out of scope
   bool stopped = false;
   const int planned = RunWithProgress(
       services_, this, title,
       [&](ProgressSink& progress, StopFlag& stop, MessageSink& messages) {
-        return plane.Calculate(run, &progress, &stop, &messages);
+        return plane.Calculate(run, &progress, &stop, &messages, options);
       },
       &stopped);
   if (!planned) {
