@@ -8,6 +8,7 @@ packages=(
   liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev
   python3-astropy
   casacore-dev casacore-data-tai-utc wsclean
+  qt6-base-dev libqcustomplot-dev
 )
 
 missing=()
