@@ -7,6 +7,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev
   python3-astropy
+  qt6-base-dev libqcustomplot-dev
 )
 
 missing=()
