@@ -2,6 +2,7 @@
 
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
@@ -158,9 +159,11 @@ void AMUVPlaneDlg::ShowAll() {
 bool AMUVPlaneDlg::SavePlot(const QString& path) { return SavePlotFile(plot_, path); }
 
 void AMUVPlaneDlg::SavePlotAs() {
-  const QString path = QFileDialog::getSaveFileName(this, "Save UV plane", "uv_plane.png",
-                                                    "PNG image (*.png);;PDF document (*.pdf)");
+  QString filter;
+  QString path = QFileDialog::getSaveFileName(this, "Save UV plane", "uv_plane.png",
+                                              "PNG image (*.png);;PDF document (*.pdf)", &filter);
   if (path.isEmpty()) return;
+  if (QFileInfo(path).suffix().isEmpty()) path += filter.contains("pdf") ? ".pdf" : ".png";
   if (!SavePlot(path)) QMessageBox::warning(this, windowTitle(), QString("Cannot write %1").arg(path));
 }
 
