@@ -60,12 +60,16 @@ std::vector<double> OrbitSampleTimes(const AMObservation& obs, std::int64_t max_
   if (!(step > 0) || !std::isfinite(step)) return times;
   AArray<AMTimeItem> intervals = obs.intervals;
   SortTimeItems(intervals);  // the order Create samples them in
+  auto usable = [](const AMTimeItem& iv) {  // a damaged file may hold times that never end a loop
+    return std::isfinite(iv.start) && std::isfinite(iv.stop) && iv.stop >= iv.start;
+  };
   double bound = 0;  // samples without the one-step rule: an upper bound
   for (int k = 0; k < intervals.GetSize(); ++k)
-    if (intervals[k].stop >= intervals[k].start) bound += std::floor((intervals[k].stop - intervals[k].start) / step) + 1;
+    if (usable(intervals[k])) bound += std::floor((intervals[k].stop - intervals[k].start) / step) + 1;
   if (max_samples > 0 && bound > double(max_samples)) step *= std::ceil(bound / double(max_samples));
   double t_last = -1.0;
   for (int k = 0; k < intervals.GetSize(); ++k) {
+    if (!usable(intervals[k])) continue;
     for (double t = intervals[k].start; t <= intervals[k].stop; t += step) {
       if (!(t - t_last >= step)) continue;
       times.push_back(t);

@@ -49,9 +49,10 @@ std::vector<AMTimeSpan> BlockedSpans(const AMOrbitTrack& track);
 
 // The sample times of the UV plane: each interval in list order from its start while t <= stop,
 // t += step, a time taken only when it comes at least one step after the previous one (the first
-// previous time is -1). Intervals are taken sorted, as Create sorts them. When the intervals
-// would give more than `max_samples` (> 0) times, the step is widened by a whole factor, which
-// leaves at most max_samples times plus one per interval.
+// previous time is -1). Intervals are taken sorted, as Create sorts them; one with a start or stop
+// that is not a finite number gives nothing. When the intervals would give more than
+// `max_samples` (> 0) times, the step is widened by a whole factor, which leaves at most
+// max_samples times plus one per interval.
 std::vector<double> OrbitSampleTimes(const AMObservation& obs, std::int64_t max_samples = 0);
 
 // The eight elements of an orbital telescope (catalogue order: epoch at [5], mean anomaly at [6])

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <numbers>
 
 #include "core/astro_time.h"
@@ -185,6 +186,8 @@ TEST_F(OrbitTrack, SampleTimesFollowTheUVPlane) {
   ASSERT_EQ(capped.size(), 86400u / 87);
   EXPECT_EQ(capped[0], 87.0);
   EXPECT_EQ(capped[1] - capped[0], 87.0);
+  obs.intervals[0].stop = std::numeric_limits<double>::infinity();  // a damaged file: no endless loop
+  EXPECT_TRUE(OrbitSampleTimes(obs, 1000).empty());
   for (const double bad : {0.0, -5.0, std::nan("")}) {
     obs.time_step_s = bad;
     EXPECT_TRUE(OrbitSampleTimes(obs).empty()) << bad;

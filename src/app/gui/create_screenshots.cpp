@@ -19,17 +19,19 @@ namespace {
 
 constexpr const char* kExample = "examples/ground_space_3c345.json";
 
-// Shows the widget, lets `adjust` change what it shows, and grabs it.
-bool Save(QWidget* w, const QString& path, QStringList& written, const std::function<void()>& adjust = {}) {
+// Shows the widget, lets `adjust` change what it shows, and grabs it into `path`.
+void Save(QWidget* w, const QString& path, QStringList& written, const std::function<void()>& adjust = {}) {
   w->show();
   QApplication::processEvents();
   if (adjust) {
     adjust();
     QApplication::processEvents();
   }
-  w->grab().save(path) ? void(written << path) : qWarning("Cannot write %s", qPrintable(path));
+  if (w->grab().save(path))
+    written << path;
+  else
+    qWarning("Cannot write %s", qPrintable(path));
   w->hide();
-  return written.contains(path);
 }
 
 // What the mouse wheel does: the view around the origin, `half_km` to each side.
