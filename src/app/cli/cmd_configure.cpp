@@ -13,7 +13,9 @@
 #include "core/paths.h"
 #include "core/text.h"
 #include "coverage/frame_of_date.h"
+#include "coverage/orbit_track.h"
 #include "coverage/uv_plane.h"
+#include "coverage/uv_point_table.h"
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
 #include "observation/obs_json.h"
@@ -31,7 +33,46 @@ struct ConfigureArgs {
   bool review = false;
   bool keep_uv = false;
   bool json = false;
+  int points = 0;
 };
+
+// Per orbital telescope, how much of the observation the Earth leaves it the source (the test of
+// the observation page; the UV plane itself keeps every sample).
+nlohmann::json OrbitSummary(const AMObservation& obs) {
+  nlohmann::json out = nlohmann::json::array();
+  for (const AMOrbitTrack& t : SampleOrbits(obs, "")) {
+    nlohmann::json o = {{"number", t.telescope + 1}, {"name", t.name}, {"from", t.from_file ? "orbit file" : "elements"}};
+    if (!t.error.empty()) {
+      o["error"] = t.error;
+    } else {
+      o["samples"] = t.samples.size();
+      o["visible"] = t.visible;
+      o["blocked"] = t.blocked;
+      o["no_position"] = t.no_position;
+      o["visible_fraction"] = t.VisibleFraction();
+      nlohmann::json spans = nlohmann::json::array();
+      for (const AMTimeSpan& s : BlockedSpans(t))
+        spans.push_back({{"start_s", s.start_s}, {"stop_s", s.stop_s}, {"start", dateTimeToStr(s.start_s, 0)},
+                         {"stop", dateTimeToStr(s.stop_s, 0)}});
+      o["blocked_spans"] = spans;
+    }
+    out.push_back(o);
+  }
+  return out;
+}
+
+// The first rows of the review table, each with the texts of its six columns.
+nlohmann::json PointRows(const std::string& uv_path, const AMObservation& obs, int count) {
+  nlohmann::json rows = nlohmann::json::array();
+  AMUVPointTable table;
+  if (!table.Open(uv_path, obs)) return rows;
+  for (std::int64_t r = 0; r < table.Rows() && r < count; ++r) {
+    nlohmann::json row = nlohmann::json::array();
+    for (int c = 0; c < AMUVPointTable::kColumnCount; ++c) row.push_back(table.Text(r, c));
+    rows.push_back(row);
+  }
+  return rows;
+}
 
 nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
   nlohmann::json j;
@@ -80,6 +121,31 @@ void PrintSummary(const nlohmann::json& s) {
   for (const auto& b : s["baselines"])
     std::printf("  %3d-%-3d %-24s %lld\n", b["tel1"].get<int>(), b["tel2"].get<int>(), b["name"].get<std::string>().c_str(),
                 b["points"].get<long long>());
+  if (!s["orbits"].empty()) std::printf("Orbital telescopes (share of samples in which the Earth leaves the source in view):\n");
+  for (const auto& o : s["orbits"]) {
+    if (o.contains("error")) {
+      std::printf("  %2d %-16s %s\n", o["number"].get<int>(), o["name"].get<std::string>().c_str(),
+                  o["error"].get<std::string>().c_str());
+      continue;
+    }
+    std::printf("  %2d %-16s %6.1f %% of %zu", o["number"].get<int>(), o["name"].get<std::string>().c_str(),
+                100.0 * o["visible_fraction"].get<double>(), o["samples"].get<std::size_t>());
+    const auto& spans = o["blocked_spans"];
+    for (std::size_t k = 0; k < spans.size() && k < 3; ++k)
+      std::printf("%s%s-%s", k == 0 ? "; Earth in the way " : ", ", spans[k]["start"].get<std::string>().c_str(),
+                  spans[k]["stop"].get<std::string>().c_str());
+    if (spans.size() > 3) std::printf(", %zu more", spans.size() - 3);
+    std::printf("\n");
+  }
+  if (s.contains("points")) {
+    std::printf("%-14s %-16s %15s %14s %14s %14s\n", AMUVPointTable::ColumnTitle(0), AMUVPointTable::ColumnTitle(1),
+                AMUVPointTable::ColumnTitle(2), AMUVPointTable::ColumnTitle(3), AMUVPointTable::ColumnTitle(4),
+                AMUVPointTable::ColumnTitle(5));
+    for (const auto& r : s["points"])
+      std::printf("%-14s %-16s %15s %14s %14s %14s\n", r[0].get<std::string>().c_str(), r[1].get<std::string>().c_str(),
+                  r[2].get<std::string>().c_str(), r[3].get<std::string>().c_str(), r[4].get<std::string>().c_str(),
+                  r[5].get<std::string>().c_str());
+  }
 }
 
 int RunConfigure(const ConfigureArgs& args) {
@@ -133,6 +199,8 @@ int RunConfigure(const ConfigureArgs& args) {
     return 1;
   }
   nlohmann::json summary = MakeSummary(obs, plane, review);
+  summary["orbits"] = OrbitSummary(obs);
+  if (args.points > 0) summary["points"] = PointRows(plane.UVPath(), obs, args.points);
   summary["output"] = obs.output_path;
   if (args.keep_uv) summary["uv_file"] = plane.UVPath();
   if (!args.json) PrintSummary(summary);
@@ -176,5 +244,7 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
   cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_option("--points", args->points, "Also print the first N UV points as the review table shows them")
+      ->check(CLI::NonNegativeNumber);
   cmd->callback([args, &ctx] { ctx.exit_code = RunConfigure(*args); });
 }
