@@ -6,11 +6,13 @@
 
 #include <cmath>
 #include <functional>
+#include <memory>
 
 #include "model/map_comps.h"
 #include "model/map_model.h"
 #include "uvx/fast_read.h"
 #include "uvx/fq_table.h"
+#include "uvx/uvx_frame.h"
 
 namespace {
 
@@ -64,6 +66,11 @@ struct MapSource {
 class MapFiller {
  public:
   MapFiller(AUVXFile& file, bool add, bool fast) : file_(file), add_(add), fast_(fast) {}
+  // Sums the map on the axes of the J2000 phase centre; 0 when the file has no phase centre.
+  int UseJ2000Axes(std::string* error) {
+    to_j2000_ = UVXFrameRotation(file_);
+    return to_j2000_ ? 1 : Fail(error, "the input has no SU table: the phase centre of a map on J2000 axes is unknown");
+  }
 
   int Run(const MapSource& source, MapEngine engine, ProgressSink* progress, StopFlag* stop, std::string* error);
 
@@ -83,6 +90,7 @@ class MapFiller {
   std::size_t used_ = 0, points_ = 0;
   std::vector<double> u_, v_, re_, im_;
   AUVXMinMax extremes_;
+  std::unique_ptr<AUVWFrameRotation> to_j2000_;
 };
 
 int MapFiller::Init(std::string* error) {
@@ -118,10 +126,16 @@ int MapFiller::Flush(const PreparedMap& map, std::string* error) {
     const double* f = freq_.data() + std::size_t(set_[b]) * nif_ * nch_;
     double* u = u_.data() + b * per_group;
     double* v = v_.data() + b * per_group;
+    const AUVXGroup& g = groups_[b];
+    double uvw[3] = {g.u, g.v, g.w};
+    if (to_j2000_) {
+      const double date[3] = {uvw[0], uvw[1], uvw[2]};
+      to_j2000_->ToJ2000(file_.Header().time + g.time, date, uvw);
+    }
     for (int k = 0; k < nif_; ++k)
       for (int j = 0; j < (fast_ ? 1 : nch_); ++j) {
-        *u++ = double(groups_[b].u) * f[k * nch_ + j];
-        *v++ = double(groups_[b].v) * f[k * nch_ + j];
+        *u++ = uvw[0] * f[k * nch_ + j];
+        *v++ = uvw[1] * f[k * nch_ + j];
       }
   }
   map.Eval(u_.data(), v_.data(), points_, re_.data(), im_.data());
@@ -208,7 +222,8 @@ int MapSeriesIndex(double time_s, double time_step_s, int maps) {
 }
 
 int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& range, bool add, bool fast,
-                  ProgressSink* progress, StopFlag* stop, std::string* error, MapEngine engine) {
+                  ProgressSink* progress, StopFlag* stop, std::string* error, MapEngine engine,
+                  bool map_on_j2000) {
   const std::string why = CheckMap(map, range);
   if (!why.empty()) return Fail(error, why);
   MapSource source;
@@ -218,6 +233,7 @@ int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& rang
     return 1;
   };
   MapFiller filler(file, add, fast);
+  if (map_on_j2000 && !filler.UseJ2000Axes(error)) return 0;
   return filler.Run(source, engine, progress, stop, error);
 }
 
