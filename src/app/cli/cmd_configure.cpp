@@ -13,7 +13,7 @@
 #include "core/paths.h"
 #include "core/text.h"
 #include "coverage/frame_of_date.h"
-#include "coverage/orbit_track.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uv_point_table.h"
 #include "coverage/uv_review.h"
@@ -33,33 +33,9 @@ struct ConfigureArgs {
   bool review = false;
   bool keep_uv = false;
   bool json = false;
+  AMUVPlaneOptions options;
   int points = 0;
 };
-
-// Per orbital telescope, how much of the observation the Earth leaves it the source (the test of
-// the observation page; the UV plane itself keeps every sample).
-nlohmann::json OrbitSummary(const AMObservation& obs) {
-  nlohmann::json out = nlohmann::json::array();
-  for (const AMOrbitTrack& t : SampleOrbits(obs, "")) {
-    nlohmann::json o = {{"number", t.telescope + 1}, {"name", t.name}, {"from", t.from_file ? "orbit file" : "elements"}};
-    if (!t.error.empty()) {
-      o["error"] = t.error;
-    } else {
-      o["samples"] = t.samples.size();
-      o["visible"] = t.visible;
-      o["blocked"] = t.blocked;
-      o["no_position"] = t.no_position;
-      o["visible_fraction"] = t.VisibleFraction();
-      nlohmann::json spans = nlohmann::json::array();
-      for (const AMTimeSpan& s : BlockedSpans(t))
-        spans.push_back({{"start_s", s.start_s}, {"stop_s", s.stop_s}, {"start", dateTimeToStr(s.start_s, 0)},
-                         {"stop", dateTimeToStr(s.stop_s, 0)}});
-      o["blocked_spans"] = spans;
-    }
-    out.push_back(o);
-  }
-  return out;
-}
 
 // The first rows of the review table, each with the texts of its six columns.
 nlohmann::json PointRows(const std::string& uv_path, const AMObservation& obs, int count) {
@@ -121,22 +97,6 @@ void PrintSummary(const nlohmann::json& s) {
   for (const auto& b : s["baselines"])
     std::printf("  %3d-%-3d %-24s %lld\n", b["tel1"].get<int>(), b["tel2"].get<int>(), b["name"].get<std::string>().c_str(),
                 b["points"].get<long long>());
-  if (!s["orbits"].empty()) std::printf("Orbital telescopes (share of samples in which the Earth leaves the source in view):\n");
-  for (const auto& o : s["orbits"]) {
-    if (o.contains("error")) {
-      std::printf("  %2d %-16s %s\n", o["number"].get<int>(), o["name"].get<std::string>().c_str(),
-                  o["error"].get<std::string>().c_str());
-      continue;
-    }
-    std::printf("  %2d %-16s %6.1f %% of %zu", o["number"].get<int>(), o["name"].get<std::string>().c_str(),
-                100.0 * o["visible_fraction"].get<double>(), o["samples"].get<std::size_t>());
-    const auto& spans = o["blocked_spans"];
-    for (std::size_t k = 0; k < spans.size() && k < 3; ++k)
-      std::printf("%s%s-%s", k == 0 ? "; Earth in the way " : ", ", spans[k]["start"].get<std::string>().c_str(),
-                  spans[k]["stop"].get<std::string>().c_str());
-    if (spans.size() > 3) std::printf(", %zu more", spans.size() - 3);
-    std::printf("\n");
-  }
   if (s.contains("points")) {
     std::printf("%-14s %-16s %15s %14s %14s %14s\n", AMUVPointTable::ColumnTitle(0), AMUVPointTable::ColumnTitle(1),
                 AMUVPointTable::ColumnTitle(2), AMUVPointTable::ColumnTitle(3), AMUVPointTable::ColumnTitle(4),
@@ -147,6 +107,19 @@ void PrintSummary(const nlohmann::json& s) {
                   r[5].get<std::string>().c_str());
   }
 }
+
+}  // namespace
+
+// Prints the problems of an observation, errors and warnings, one line each on stderr; 0 when
+// there was an error.
+int ReportProblems(const char* me, const std::string& file, const std::vector<AMObsProblem>& problems) {
+  for (const AMObsProblem& p : problems)
+    std::fprintf(stderr, "%s: %s: %s%s: %s\n", me, file.c_str(), p.error ? "" : "warning: ", p.where.c_str(),
+                 p.text.c_str());
+  return HasErrors(problems) ? 0 : 1;
+}
+
+namespace {
 
 int RunConfigure(const ConfigureArgs& args) {
   const char* me = "qvlmodel configure";
@@ -170,15 +143,22 @@ int RunConfigure(const ConfigureArgs& args) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
     return 1;
   }
+  if (!ReportProblems(me, args.file, CheckPlausibility(obs))) return 1;
+  AMUVPlaneOptions options = args.options;
+  options.earth_blocking = options.earth_blocking || obs.earth_blocking;
+  options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);
   AMUVPlane plane;
   {
     TerminalProgress progress;
-    if (!plane.Calculate(obs, &progress, &stop, &messages)) {
+    if (!plane.Calculate(obs, &progress, &stop, &messages, options)) {
       progress.Finish();
       switch (plane.GetStatus()) {
+        case AMUVPlane::kNoPoints:
+          std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), WhyNoUVPoints(obs, plane, options).c_str());
+          return 1;
         case AMUVPlane::kStopped:
           std::fprintf(stderr, "%s: stopped; nothing written\n", me);
           return 130;
@@ -199,9 +179,17 @@ int RunConfigure(const ConfigureArgs& args) {
     return 1;
   }
   nlohmann::json summary = MakeSummary(obs, plane, review);
-  summary["orbits"] = OrbitSummary(obs);
   if (args.points > 0) summary["points"] = PointRows(plane.UVPath(), obs, args.points);
   summary["output"] = obs.output_path;
+  summary["earth_blocking"] = options.earth_blocking;
+  summary["azimuth_limits"] = options.azimuth_limits;
+  const std::vector<std::string> blocked = EarthBlockedCounts(obs, plane);
+  if (!blocked.empty()) summary["earth_blocked"] = blocked;
+  if (!options.earth_blocking && !blocked.empty() && !args.json) {
+    std::printf("The Earth hides the source from:\n");
+    for (const std::string& b : blocked) std::printf("  %s\n", b.c_str());
+    std::printf("  (counted as seeing it; --earth-blocking leaves these samples out)\n");
+  }
   if (args.keep_uv) summary["uv_file"] = plane.UVPath();
   if (!args.json) PrintSummary(summary);
 
@@ -246,5 +234,10 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->add_option("--points", args->points, "Also print the first N UV points as the review table shows them")
       ->check(CLI::NonNegativeNumber);
+  cmd->add_flag("--earth-blocking", args->options.earth_blocking,
+                "Leave out the samples in which the Earth hides the source from an orbiting telescope "
+                "(default: orbiting telescopes always see it)");
+  cmd->add_flag("--azimuth-limits", args->options.azimuth_limits,
+                "Apply the ground stations' AZmin/AZmax as well (default: zenith-angle limits only)");
   cmd->callback([args, &ctx] { ctx.exit_code = RunConfigure(*args); });
 }
