@@ -33,6 +33,9 @@ int AMP2Work::RunMaps() {
   }
   const bool add = item_.add_type == 0;
   const bool fast = item_.fast != 0;
+  AMapSumOptions options(model_.engine);
+  options.accuracy = model_.accuracy;
+  options.report = &engine_report_;
   std::string why;
   int ok = 0;
   if (model_.kind == kModelMap) {
@@ -48,7 +51,7 @@ int AMP2Work::RunMaps() {
     if (unit.find("BEAM") != std::string::npos || unit.find("beam") != std::string::npos)
       messages_.Show(model_.map_path + ": the map is in " + unit +
                      "; its pixels are summed as Jy per pixel (divide by the beam area in pixels first)");
-    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, model_.engine);
+    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, options);
   } else {
     std::vector<std::string> maps;
     if (!ListMapFolder(model_.map_folder, maps)) {
@@ -61,7 +64,7 @@ int AMP2Work::RunMaps() {
       discard();
       return Fail("Not found .exm map file(s) in folder: " + model_.map_folder);
     }
-    ok = ApplyMapSeries(file, maps, model_.map_time_step_s, add, fast, progress_, stop_, &why, model_.engine);
+    ok = ApplyMapSeries(file, maps, model_.map_time_step_s, add, fast, progress_, stop_, &why, options);
   }
   if (!ok) {
     file.Close();
