@@ -15,6 +15,7 @@
 
 #include "model/map_comps.h"
 #include "model/map_nufft.h"
+#include "model/map_nufft_adjoint.h"
 #include "model/model_test_util.h"
 
 namespace {
@@ -215,4 +216,57 @@ TEST(MapNufft, ThreadCountEdgesAndSpecialPoints) {
   e.Build(one, range, 1e-9);
   const Points q = NyquistPoints(one, range, 40, 10, 5, rng);
   EXPECT_LE(RelRms(SumAll(e, q), q, [&](double uu, double vv) { return GridSum(one, range, uu, vv); }), 1e-9);
+}
+
+TEST(MapNufftAdjoint, MatchesTheDirectSumInBatchesAndThreadCounts) {
+  // image(r, c) = sum_j value_j exp(-i (x_c u_j + y_r v_j)), against the plain double loop.
+  std::mt19937 rng(31);
+  struct Case {
+    std::uint32_t rows, cols;
+    double first_x, step_x, first_y, step_y;  // 2 pi radians per wavelength
+  };
+  const double s = 1e-9;
+  const Case cases[] = {{32, 32, 16 * s, -s, -16 * s, s}, {21, 34, 3 * s, 0.7 * s, -5 * s, 1.3 * s}};
+  for (const Case& c : cases) {
+    // Points up to twice the Nyquist limit of the finer axis, with complex values.
+    std::uniform_real_distribution<double> d(-1, 1);
+    const double reach = 2 * 3.14159265358979 / std::min(std::fabs(c.step_x), std::fabs(c.step_y));
+    const std::size_t n = 700;
+    std::vector<double> u(n), v(n), re(n), im(n);
+    for (std::size_t i = 0; i < n; ++i) u[i] = d(rng) * reach, v[i] = d(rng) * reach, re[i] = d(rng), im[i] = d(rng);
+    std::vector<std::complex<double>> want(std::size_t(c.rows) * c.cols);
+    for (std::uint32_t r = 0; r < c.rows; ++r)
+      for (std::uint32_t k = 0; k < c.cols; ++k) {
+        std::complex<double> sum;
+        for (std::size_t i = 0; i < n; ++i)
+          sum += std::complex<double>(re[i], im[i]) *
+                 std::polar(1.0, -((c.first_x + k * c.step_x) * u[i] + (c.first_y + r * c.step_y) * v[i]));
+        want[std::size_t(r) * c.cols + k] = sum;
+      }
+    for (double accuracy : {1e-3, 1e-6, 1e-9}) {
+      std::vector<std::complex<double>> by_threads[2];
+      for (int threads : {1, 2}) {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, std::size_t(threads));
+        AMapNufftAdjoint a;
+        ASSERT_TRUE(a.Init(c.rows, c.cols, c.first_x, c.step_x, c.first_y, c.step_y, accuracy));
+        a.Add(u.data(), v.data(), re.data(), im.data(), 300);  // two batches
+        a.Add(u.data() + 300, v.data() + 300, re.data() + 300, im.data() + 300, n - 300);
+        by_threads[threads - 1] = a.Finish();
+      }
+      double err = 0, norm = 0;
+      for (std::size_t i = 0; i < want.size(); ++i) {
+        err += std::norm(by_threads[0][i] - want[i]);
+        norm += std::norm(want[i]);
+      }
+      EXPECT_LE(std::sqrt(err / norm), accuracy) << c.rows << "x" << c.cols << " accuracy " << accuracy;
+      EXPECT_EQ(0, std::memcmp(by_threads[0].data(), by_threads[1].data(), want.size() * sizeof(want[0])));
+    }
+  }
+  // A point that is not a number is left out.
+  AMapNufftAdjoint a;
+  ASSERT_TRUE(a.Init(8, 8, 4 * s, -s, -4 * s, s, 1e-6));
+  const double u[2] = {1e7, std::numeric_limits<double>::quiet_NaN()}, v[2] = {0, 0}, re[2] = {1, 1}, im[2] = {0, 0};
+  a.Add(u, v, re, im, 2);
+  const std::vector<std::complex<double>> img = a.Finish();
+  EXPECT_NEAR(img[4 * 8 + 4].real(), 1.0, 1e-6);  // the centre pixel: x = 0
 }
