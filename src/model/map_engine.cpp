@@ -16,7 +16,7 @@ constexpr double kNufftPoint = 10e-9;         // one UV point: coordinates, orde
 constexpr double kNufftTap = 0.6e-9;          // one of the w x w cells of a point
 // The separable engine's error model: float phasors and sums, and float offsets.
 constexpr double kSeparableErrorFloor = 2e-7;
-constexpr double kSeparableErrorPerRadian = 6e-9;
+constexpr double kSeparableErrorPerRadian = 3e-9;
 // The NUFFT is not chosen automatically beyond this grid size.
 constexpr std::size_t kNufftAutoBytes = std::size_t(2) << 30;
 constexpr std::int64_t kTilePixels = AMapSum::kTilePixels;
@@ -54,6 +54,7 @@ AMapWorkload DescribeMapWork(const AMatrix<float>& map, const TMinMax& range, st
   w.accuracy = accuracy;
   w.threads = MapSumThreads();
   std::vector<char> col_used(map.cols, 0);
+  double y = 0;  // largest |offset| of a used row and column, 2 pi radians per wavelength
   for (std::uint32_t r = 0; r < map.rows; ++r) {
     const float* row = map.Row(r);
     std::int64_t n = 0;
@@ -61,10 +62,11 @@ AMapWorkload DescribeMapWork(const AMatrix<float>& map, const TMinMax& range, st
       if (row[c] != 0) ++n, col_used[c] = 1;
     w.pixels += n;
     w.used_rows += n > 0;
+    if (n > 0) y = std::max(y, std::fabs(double(MapOffsetY(r, map.rows, range))));
   }
-  for (char c : col_used) w.used_cols += c;
-  const double x = std::max(std::fabs(range.xmin), std::fabs(range.xmax)) * kMapOffsetK;
-  const double y = std::max(std::fabs(range.ymin), std::fabs(range.ymax)) * kMapOffsetK;
+  double x = 0;
+  for (std::uint32_t c = 0; c < map.cols; ++c)
+    if (col_used[c]) ++w.used_cols, x = std::max(x, std::fabs(double(MapOffsetX(c, map.cols, range))));
   if (!(uv_max > 0) && map.cols > 1 && map.rows > 1) {  // unknown: up to the Nyquist limit
     const double sx = std::fabs(range.xmax - range.xmin) / (map.cols - 1.0) * kMapOffsetK;
     const double sy = std::fabs(range.ymax - range.ymin) / (map.rows - 1.0) * kMapOffsetK;

@@ -11,7 +11,7 @@
 //   nufft:     fine-grid cells x 20 ns (12 ns in float) + points x (10 ns + w^2 x 0.6 ns) / threads.
 //
 // Accuracy counts too. The separable engine holds the pixel offsets and phasors in float: its
-// relative RMS error against the exact sum is about 2e-7 + 6e-9 x the largest phase (radians) of
+// relative RMS error against the exact sum is at most about 2e-7 + 3e-9 x the largest phase (radians) of
 // a pixel at the longest baseline; where that exceeds the requested accuracy only the NUFFT
 // qualifies. The NUFFT is also left out when its grid would need more than 2 GiB.
 
@@ -61,7 +61,7 @@ struct AMapWorkload {
   std::int64_t used_rows = 0;  // rows and columns holding a non-zero pixel
   std::int64_t used_cols = 0;
   std::int64_t points = 0;     // UV points to sum at
-  double max_phase = 0;        // largest |x u| + |y v| over pixels and points, radians
+  double max_phase = 0;        // largest |x| |u| + |y| |v| over non-zero pixels and points, radians
   double accuracy = kMapDefaultAccuracy;
   int threads = 1;
 };

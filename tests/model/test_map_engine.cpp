@@ -19,12 +19,13 @@ TEST(MapEngineChoice, WorkloadCountsUsedRowsColumnsAndTheLargestPhase) {
   EXPECT_EQ(w.used_cols, 2);
   EXPECT_EQ(w.points, 1234);
   EXPECT_GE(w.threads, 1);
-  // (largest |x| + largest |y|) in 2 pi radians per wavelength, times the longest u or v.
-  EXPECT_NEAR(w.max_phase, (0.004 + 0.002) * kMapOffsetK * 1e9, 1e-9);
+  // (largest |x| + largest |y| of a set pixel) in 2 pi radians per wavelength, times the longest
+  // u or v: columns 1 and 6 lie at -0.003 and 0.002 arcsec, rows 0 and 3 at -0.001 and 0.00125.
+  EXPECT_NEAR(w.max_phase, (0.003 + 0.00125) * kMapOffsetK * 1e9, 1e-6 * w.max_phase);
   // Unknown UV extent: up to the map's Nyquist limit, pi / the smaller pixel step.
   const double step = 0.003 / 4 * kMapOffsetK;  // the y step 0.003/4 is smaller than the x step 0.007/7
-  EXPECT_NEAR(DescribeMapWork(m, range, 10, 0, 1e-6).max_phase, (0.004 + 0.002) * kMapOffsetK * 3.14159265358979 / step,
-              1e-6);
+  EXPECT_NEAR(DescribeMapWork(m, range, 10, 0, 1e-6).max_phase, (0.003 + 0.00125) * kMapOffsetK * 3.14159265358979 / step,
+              1e-5);
 }
 
 TEST(MapEngineChoice, CostModelPicksByPixelsPointsAccuracyAndMemory) {
