@@ -8,7 +8,7 @@
 //
 // Maps: the core-jet example model rendered on 512 x 512 (sparse), a disk of 5 025 pixels in
 // 512 x 512, 256 x 256 and 1024 x 1024 with every pixel set (dense), and 4096 x 4096 (dense; build
-// only, with the grid's size).
+// only, with the grid's size). Cross* measure the crossover of the two engines on small disks.
 
 #include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
@@ -30,7 +30,7 @@
 
 namespace {
 
-enum MapShape { kCoreJet512, kDisk5k, kDense256, kDense1024, kDense4096 };
+enum MapShape { kCoreJet512, kDisk5k, kDense256, kDense1024, kDense4096, kDiskOfRadius = 100 };
 
 struct Fixture {
   AMatrix<float> map;
@@ -61,7 +61,9 @@ const Fixture& GetMap(int shape) {
     for (std::uint32_t r = 0; r < n; ++r)
       for (std::uint32_t c = 0; c < n; ++c) {
         const int dr = int(r) - int(n / 2), dc = int(c) - int(n / 2);
-        if (shape != kDisk5k || dr * dr + dc * dc <= 40 * 40) f.map(r, c) = flux(rng);
+        const int radius = shape >= kDiskOfRadius ? shape - kDiskOfRadius : 40;
+        if (shape == kDense256 || shape == kDense1024 || shape == kDense4096 || dr * dr + dc * dc <= radius * radius)
+          f.map(r, c) = flux(rng);
       }
   }
   for (std::uint64_t i = 0; i < f.map.Elements(); ++i) f.pixels += f.map.data[i] != 0;
@@ -171,6 +173,39 @@ void BM_Separable(benchmark::State& state) {
   state.counters["rel_rms"] = RelRms(f, t, re, im);
 }
 
+// The crossover: build and sum of the NUFFT against the separable sum, 2 threads, on disks of
+// 512 x 512 maps of 5 to 40 pixels radius (81 to 5 025 pixels), 259 200 UV points.
+void BM_CrossNufft(benchmark::State& state) {
+  const Fixture& f = GetMap(kDiskOfRadius + int(state.range(0)));
+  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 2);
+  const Track& t = GetTrack(360);
+  std::vector<double> re(t.u.size()), im(t.u.size());
+  for (auto _ : state) {
+    AMapNufft engine;
+    engine.Build(f.map, f.range, 1e-6);
+    engine.Sum(t.u.data(), t.v.data(), t.u.size(), re.data(), im.data());
+  }
+  state.counters["pixels"] = double(f.pixels);
+}
+
+void BM_CrossSeparable(benchmark::State& state) {
+  const Fixture& f = GetMap(kDiskOfRadius + int(state.range(0)));
+  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 2);
+  const Track& t = GetTrack(360);
+  std::vector<double> re(t.u.size()), im(t.u.size());
+  for (auto _ : state) {
+    AMapSum sum;
+    sum.Build(f.map, f.range);
+    sum.Sum(t.u.data(), t.v.data(), t.u.size(), re.data(), im.data());
+  }
+  state.counters["pixels"] = double(f.pixels);
+}
+
+void CrossArgs(benchmark::internal::Benchmark* b) {
+  for (int radius : {5, 11, 16, 22, 30, 40}) b->Arg(radius);
+  b->ArgNames({"radius"})->UseRealTime()->Unit(benchmark::kMillisecond);
+}
+
 void NufftArgs(benchmark::internal::Benchmark* b) {
   for (int shape : {kCoreJet512, kDisk5k, kDense256, kDense1024})
     for (int threads : {1, 2}) b->Args({shape, 6, threads});
@@ -191,5 +226,7 @@ BENCHMARK(BM_NufftBuild)->Args({kDense4096, 6, 2})->ArgNames({"map", "accuracy_e
     ->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_NufftSum)->Apply(NufftArgs);
 BENCHMARK(BM_Separable)->Apply(SeparableArgs);
+BENCHMARK(BM_CrossNufft)->Apply(CrossArgs);
+BENCHMARK(BM_CrossSeparable)->Apply(CrossArgs);
 
 BENCHMARK_MAIN();
