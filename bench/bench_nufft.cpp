@@ -135,7 +135,7 @@ void BM_NufftBuild(benchmark::State& state) {
   for (auto _ : state) engine.Build(f.map, f.range, Accuracy(state.range(1)));
   state.counters["pixels"] = double(f.pixels);
   state.counters["grid_MB"] = double(engine.GridBytes()) / 1e6;
-  state.counters["width"] = engine.Spec().width;
+  state.counters["width"] = engine.Setup().width;
 }
 
 void BM_NufftSum(benchmark::State& state) {

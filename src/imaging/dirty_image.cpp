@@ -32,7 +32,7 @@ void ToPixels(const std::vector<std::complex<double>>& sum, double weight_sum, A
 
 }  // namespace
 
-std::string ADirtyImageSpec::Validate() const {
+std::string ADirtyImageParams::Validate() const {
   if (size != 0 && (size < 8 || size > kMaxSize || size % 2 != 0))
     return "the image size must be an even number of pixels from 8 to " + std::to_string(kMaxSize);
   if (!(cell_mas >= 0) || !std::isfinite(cell_mas)) return "the cell size must be a positive number of mas";
@@ -51,24 +51,24 @@ void ChooseImageGeometry(double uv_max, double uv_min, std::uint32_t& size, doub
   }
 }
 
-int MakeDirtyImage(const std::string& uvx_path, const ADirtyImageSpec& spec, ADirtyImage& out, ProgressSink* progress,
+int MakeDirtyImage(const std::string& uvx_path, const ADirtyImageParams& params, ADirtyImage& out, ProgressSink* progress,
                    StopFlag* stop, std::string* error) {
-  const std::string bad = spec.Validate();
+  const std::string bad = params.Validate();
   if (!bad.empty()) return Fail(error, bad);
   AImagePoints points;
   if (progress) progress->SetText("Reading UV points...");
-  if (!points.Open(uvx_path, spec.stokes, progress, stop, error)) return 0;
+  if (!points.Open(uvx_path, params.stokes, progress, stop, error)) return 0;
   out = ADirtyImage();
   out.source = points.Source();
   if (out.source.points == 0) return Fail(error, uvx_path + ": no visibility with a positive weight to image");
-  out.size = spec.size;
-  out.cell_mas = spec.cell_mas;
+  out.size = params.size;
+  out.cell_mas = params.cell_mas;
   ChooseImageGeometry(out.source.uv_max, out.source.uv_min, out.size, out.cell_mas);
   const std::uint32_t n = out.size, nb = n;
   const double cell = out.cell_mas * kMasToRad, two_pi = 2 * std::numbers::pi;
 
   AUVDensity density;
-  density.Init(n, cell, spec.weighting, spec.robust);
+  density.Init(n, cell, params.weighting, params.robust);
   if (density.NeedsDensity()) {
     if (progress) progress->SetText("Weighting...");
     if (!points.Scan(
@@ -82,9 +82,9 @@ int MakeDirtyImage(const std::string& uvx_path, const ADirtyImageSpec& spec, ADi
 
   AMapNufftAdjoint image, beam;
   if (!image.Init(n, n, two_pi * cell * (n / 2), -two_pi * cell, -two_pi * cell * (n / 2), two_pi * cell,
-                  spec.accuracy) ||
+                  params.accuracy) ||
       !beam.Init(nb, nb, two_pi * cell * (nb / 2), -two_pi * cell, -two_pi * cell * (nb / 2), two_pi * cell,
-                 spec.accuracy))
+                 params.accuracy))
     return Fail(error, "cannot allocate the imaging grid of " + std::to_string(n) + " x " + std::to_string(n) + " pixels");
   if (progress) progress->SetText("Gridding...");
   std::vector<double> wr, wi, ones, zeros;

@@ -27,7 +27,7 @@
 #include "imaging/image_weights.h"
 #include "model/map_range.h"
 
-struct ADirtyImageSpec {
+struct ADirtyImageParams {
   std::uint32_t size = 0;  // pixels per side (0: chosen from the baselines)
   double cell_mas = 0;     // milliarcseconds (0: chosen from the longest baseline)
   AImageWeighting weighting = AImageWeighting::Natural;
@@ -58,7 +58,7 @@ struct ADirtyImage {
 void ChooseImageGeometry(double uv_max, double uv_min, std::uint32_t& size, double& cell_mas);
 
 // Images a UVX file. Non-zero on success; 0 with *error on failure or stop (*error "stopped").
-int MakeDirtyImage(const std::string& uvx_path, const ADirtyImageSpec& spec, ADirtyImage& out, ProgressSink* progress,
+int MakeDirtyImage(const std::string& uvx_path, const ADirtyImageParams& params, ADirtyImage& out, ProgressSink* progress,
                    StopFlag* stop, std::string* error);
 
 // Writes the image (BUNIT JY/BEAM) or the beam as a FITS image: RA---SIN / DEC--SIN at the

@@ -156,10 +156,10 @@ void AMapEvaluator::Report(AMapEngineReport& report, double accuracy) const {
   report.nufft_s = estimate_.nufft_s;
   report.separable_error = estimate_.separable_error;
   if (engine_ == MapEngine::Nufft) {
-    report.nufft_width = nufft_.Spec().width;
+    report.nufft_width = nufft_.Setup().width;
     report.nufft_rows = nufft_.FineRows();
     report.nufft_cols = nufft_.FineCols();
-    report.nufft_single = nufft_.Spec().single;
+    report.nufft_single = nufft_.Setup().single;
   }
   ++(engine_ == MapEngine::Reference ? report.maps_reference
      : engine_ == MapEngine::Nufft   ? report.maps_nufft

@@ -44,7 +44,7 @@ class AMapNufft {
   void SetKernel(MapKernel kernel);
   MapKernel Kernel() const { return active_; }  // Generic or Avx2
   std::int64_t Pixels() const { return pixels_; }
-  const ANufftKernel& Spec() const { return kernel_; }
+  const ANufftKernel& Setup() const { return kernel_; }
   std::uint32_t FineRows() const { return grid_.rows(); }
   std::uint32_t FineCols() const { return grid_.cols(); }
   std::size_t GridBytes() const { return grid_.Bytes(); }

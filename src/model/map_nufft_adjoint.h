@@ -34,7 +34,7 @@ class AMapNufftAdjoint {
   std::vector<std::complex<double>> Finish();
 
   void SetKernel(MapKernel kernel);
-  const ANufftKernel& Spec() const { return kernel_; }
+  const ANufftKernel& Setup() const { return kernel_; }
   std::uint32_t FineRows() const { return grid_.rows(); }
   std::uint32_t FineCols() const { return grid_.cols(); }
 

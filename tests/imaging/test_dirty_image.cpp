@@ -95,12 +95,12 @@ TEST(DirtyImage, PointSourceOffCentreImagesAtItsPositionAndEqualsTheDirectSum) {
   const std::string path = dir.File("point.uvx");
   const double cell = 0.1;  // mas; the longest baseline asks for 0.16 at the Nyquist limit
   WritePointSource(path, 3 * cell * kMas, 5 * cell * kMas);  // 3 cells east, 5 north
-  ADirtyImageSpec spec;
-  spec.size = 64;
-  spec.cell_mas = cell;
+  ADirtyImageParams params;
+  params.size = 64;
+  params.cell_mas = cell;
   ADirtyImage img;
   std::string error;
-  ASSERT_TRUE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error)) << error;
+  ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
   EXPECT_EQ(img.source.points, kGroups * 6);
   EXPECT_FALSE(img.source.unit_weights);
   // East is to the left: column 32 - 3, row 32 + 5.
@@ -119,8 +119,8 @@ TEST(DirtyImage, PointSourceOffCentreImagesAtItsPositionAndEqualsTheDirectSum) {
   EXPECT_GT(img.fit.bmaj_as, img.fit.bmin_as);
   // Other weightings move sidelobes, never the source: still 1 Jy/beam at its pixel.
   for (AImageWeighting w : {AImageWeighting::Uniform, AImageWeighting::Briggs}) {
-    spec.weighting = w;
-    ASSERT_TRUE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error)) << error;
+    params.weighting = w;
+    ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
     EXPECT_NEAR(img.image(37, 29), 1.0, 1e-5) << ImageWeightingName(w);
   }
 }
@@ -130,10 +130,10 @@ TEST(DirtyImage, WeightsPolarizationsGeometryAndFits) {
   const std::string path = dir.File("w.uvx");
   // The weights of tasks 1 and 2: all 0, counted as 1.
   WritePointSource(path, 0, 0, 0.0f);
-  ADirtyImageSpec spec;
+  ADirtyImageParams params;
   ADirtyImage img;
   std::string error;
-  ASSERT_TRUE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error)) << error;
+  ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
   EXPECT_TRUE(img.source.unit_weights);
   EXPECT_EQ(img.source.points, kGroups * 6);
   // Geometry from the baselines: cell 1 / (4 |uv|max), size the power of 2 >= 8 |uv|max / |uv|min.
@@ -143,10 +143,10 @@ TEST(DirtyImage, WeightsPolarizationsGeometryAndFits) {
   EXPECT_NEAR(img.image(img.size / 2, img.size / 2), 1.0, 1e-5);
   EXPECT_NEAR(uvmax, 0.025 * (22.2e9 + 16e6 + 16e6), 0.025 * 22.3e9 * 1e-3);
   // Stokes LL alone, and a product the file does not hold.
-  spec.stokes = AImageStokes::LL;
-  ASSERT_TRUE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error)) << error;
-  spec.stokes = AImageStokes::XX;
-  EXPECT_FALSE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error));
+  params.stokes = AImageStokes::LL;
+  ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
+  params.stokes = AImageStokes::XX;
+  EXPECT_FALSE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error));
   EXPECT_NE(error.find("no polarization product for Stokes XX"), std::string::npos) << error;
   // Flagged entries (negative weights) are left out: here half of them.
   WritePointSource(path, 0, 0, 1.0f);
@@ -161,10 +161,10 @@ TEST(DirtyImage, WeightsPolarizationsGeometryAndFits) {
     }
     ASSERT_TRUE(f.Close());
   }
-  spec.stokes = AImageStokes::I;
-  spec.size = 32;
-  spec.cell_mas = 0.1;
-  ASSERT_TRUE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error)) << error;
+  params.stokes = AImageStokes::I;
+  params.size = 32;
+  params.cell_mas = 0.1;
+  ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
   EXPECT_EQ(img.source.points, kGroups * 6 - kGroups / 2);
   // The FITS image: pixels back through the map reader, the keywords an imager's reader wants.
   const std::string fits = dir.File("d.fits"), beam = dir.File("b.fits");
@@ -187,18 +187,18 @@ TEST(DirtyImage, WeightsPolarizationsGeometryAndFits) {
   ASSERT_TRUE(LoadFitsMap(beam, back, range, unit, &error));
   EXPECT_NEAR(back(16, 16), 1.0, 1e-6);
   // Refusals before any work: odd size, bad robustness, a missing file.
-  spec.size = 33;
-  EXPECT_FALSE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error));
+  params.size = 33;
+  EXPECT_FALSE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error));
   EXPECT_NE(error.find("even"), std::string::npos);
-  spec.size = 32;
-  spec.weighting = AImageWeighting::Briggs;
-  spec.robust = 9;
-  EXPECT_FALSE(MakeDirtyImage(path, spec, img, nullptr, nullptr, &error));
-  spec.robust = 0;
-  EXPECT_FALSE(MakeDirtyImage(dir.File("absent.uvx"), spec, img, nullptr, nullptr, &error));
+  params.size = 32;
+  params.weighting = AImageWeighting::Briggs;
+  params.robust = 9;
+  EXPECT_FALSE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error));
+  params.robust = 0;
+  EXPECT_FALSE(MakeDirtyImage(dir.File("absent.uvx"), params, img, nullptr, nullptr, &error));
   EXPECT_NE(error.find("absent.uvx"), std::string::npos);
   StopFlag stop{1};
-  EXPECT_FALSE(MakeDirtyImage(path, spec, img, nullptr, &stop, &error));
+  EXPECT_FALSE(MakeDirtyImage(path, params, img, nullptr, &stop, &error));
   EXPECT_EQ(error, "stopped");
 }
 

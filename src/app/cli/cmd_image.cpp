@@ -34,15 +34,15 @@ int Fail(const std::string& what) {
 }
 
 // "natural", "uniform" or "briggs R".
-int ParseWeighting(const std::vector<std::string>& words, ADirtyImageSpec& spec) {
+int ParseWeighting(const std::vector<std::string>& words, ADirtyImageParams& params) {
   if (words.empty()) return 0;
-  if (words[0] == "natural" && words.size() == 1) spec.weighting = AImageWeighting::Natural;
-  else if (words[0] == "uniform" && words.size() == 1) spec.weighting = AImageWeighting::Uniform;
+  if (words[0] == "natural" && words.size() == 1) params.weighting = AImageWeighting::Natural;
+  else if (words[0] == "uniform" && words.size() == 1) params.weighting = AImageWeighting::Uniform;
   else if (words[0] == "briggs" && words.size() == 2) {
-    spec.weighting = AImageWeighting::Briggs;
+    params.weighting = AImageWeighting::Briggs;
     try {
       std::size_t used = 0;
-      spec.robust = std::stod(words[1], &used);
+      params.robust = std::stod(words[1], &used);
       if (used != words[1].size()) return 0;
     } catch (const std::exception&) {
       return 0;
@@ -55,13 +55,13 @@ int ParseWeighting(const std::vector<std::string>& words, ADirtyImageSpec& spec)
 
 int RunImage(const ImageArgs& args) {
   if (args.out.empty()) return Fail("give the output image: -o DIRTY.fits");
-  ADirtyImageSpec spec;
-  spec.size = args.size;
-  spec.cell_mas = args.cell_mas;
-  spec.accuracy = args.accuracy;
-  if (!ParseWeighting(args.weight, spec)) return Fail("--weight must be natural, uniform or briggs R (R a number)");
-  if (!ParseImageStokes(args.stokes, spec.stokes)) return Fail("--stokes must be I, RR, LL, XX or YY");
-  const std::string bad = spec.Validate();
+  ADirtyImageParams params;
+  params.size = args.size;
+  params.cell_mas = args.cell_mas;
+  params.accuracy = args.accuracy;
+  if (!ParseWeighting(args.weight, params)) return Fail("--weight must be natural, uniform or briggs R (R a number)");
+  if (!ParseImageStokes(args.stokes, params.stokes)) return Fail("--stokes must be I, RR, LL, XX or YY");
+  const std::string bad = params.Validate();
   if (!bad.empty()) return Fail(bad);
 
   StopFlag stop{0};
@@ -71,7 +71,7 @@ int RunImage(const ImageArgs& args) {
   int ok = 0;
   {
     TerminalProgress progress;
-    ok = MakeDirtyImage(args.in, spec, image, &progress, &stop, &error);
+    ok = MakeDirtyImage(args.in, params, image, &progress, &stop, &error);
   }
   if (!ok) {
     if (StopRequested(&stop)) {
@@ -92,14 +92,14 @@ int RunImage(const ImageArgs& args) {
                         {"image", args.out},
                         {"size", image.size},
                         {"cell_mas", image.cell_mas},
-                        {"stokes", ImageStokesName(spec.stokes)},
-                        {"weighting", ImageWeightingName(spec.weighting)},
+                        {"stokes", ImageStokesName(params.stokes)},
+                        {"weighting", ImageWeightingName(params.weighting)},
                         {"points", image.source.points},
                         {"unit_weights", image.source.unit_weights},
                         {"uv_max_wavelengths", image.source.uv_max},
-                        {"accuracy", spec.accuracy},
+                        {"accuracy", params.accuracy},
                         {"peak", {{"jy_per_beam", image.peak}, {"x_mas", image.peak_x_mas}, {"y_mas", image.peak_y_mas}}}};
-    if (spec.weighting == AImageWeighting::Briggs) j["robust"] = spec.robust;
+    if (params.weighting == AImageWeighting::Briggs) j["robust"] = params.robust;
     if (!args.psf.empty()) j["psf"] = args.psf;
     if (image.fit.ok)
       j["beam"] = {{"bmaj_mas", image.fit.bmaj_as * 1000}, {"bmin_mas", image.fit.bmin_as * 1000},
@@ -107,8 +107,8 @@ int RunImage(const ImageArgs& args) {
     std::printf("%s\n", j.dump(2).c_str());
   } else {
     std::printf("Dirty image of %s: %u x %u pixels of %.6g mas, Stokes %s, %s weighting, %lld UV points\n",
-                args.in.c_str(), image.size, image.size, image.cell_mas, ImageStokesName(spec.stokes),
-                ImageWeightingName(spec.weighting), static_cast<long long>(image.source.points));
+                args.in.c_str(), image.size, image.size, image.cell_mas, ImageStokesName(params.stokes),
+                ImageWeightingName(params.weighting), static_cast<long long>(image.source.points));
     if (image.fit.ok)
       std::printf("Beam:         %.4g x %.4g mas, position angle %.1f deg\n", image.fit.bmaj_as * 1000,
                   image.fit.bmin_as * 1000, image.fit.bpa_deg);
