@@ -50,6 +50,9 @@ struct AMapSumOptions {
   MapEngine engine = MapEngine::Auto;
   double accuracy = kMapDefaultAccuracy;  // relative RMS, NUFFT engine (and the choice)
   AMapEngineReport* report = nullptr;     // filled when given
+  // Spectral scaling (more than one row): per (set-up, IF) row and set pixel (row by row, column
+  // by column) a spectral index; each row's points are summed over the map scaled by its factors.
+  const AMatrix<float>* spectral_index = nullptr;
   AMapSumOptions() = default;
   AMapSumOptions(MapEngine e) : engine(e) {}  // NOLINT: implicit on purpose
 };

@@ -8,8 +8,11 @@
 #include <cmath>
 #include <functional>
 
+#include <memory>
+
 #include "model/map_engine.h"
 #include "model/map_model.h"
+#include "model/model_run.h"
 #include "uvx/fast_read.h"
 #include "uvx/fq_table.h"
 
@@ -50,8 +53,10 @@ class MapFiller {
           std::string* error);
 
  private:
-  int Init(std::string* error);
-  int Flush(const AMapEvaluator& map, std::string* error);
+  int Init(const AMapSumOptions& options, std::string* error);
+  int PrepareMaps(const AMatrix<float>& pixels, const TMinMax& range, std::int64_t points,
+                  const AMapSumOptions& options, std::string* error);
+  int Flush(std::string* error);
 
   AUVXFile& file_;
   bool add_, fast_;
@@ -67,9 +72,13 @@ class MapFiller {
   std::size_t used_ = 0, points_ = 0;
   std::vector<double> u_, v_, re_, im_;
   AUVXMinMax extremes_;
+  // The prepared map: one, or with spectral scaling one per (set-up, IF) row of the factors.
+  std::vector<std::unique_ptr<AMapEvaluator>> maps_;
+  bool spectral_ = false;
+  AMatrix<float> factors_;
 };
 
-int MapFiller::Init(std::string* error) {
+int MapFiller::Init(const AMapSumOptions& options, std::string* error) {
   if (!file_.IsOpen() || file_.Mode() != AUVXFile::modeUpdate)
     return Fail(error, "the UVX file is not open for update");
   nif_ = file_.NIF();
@@ -92,6 +101,16 @@ int MapFiller::Init(std::string* error) {
   if (!std::isfinite(uv_max_)) uv_max_ = 0;
   batch_groups_ = std::size_t(std::clamp<std::int64_t>(kBatchBytes / std::max<std::int64_t>(file_.RecordBytes(), 1), 1,
                                                        std::int64_t(kBatchGroups)));
+  // Spectral scaling: per (set-up, IF) row r and set pixel c (row-major order) a factor, as for
+  // the components of a component model.
+  spectral_ = options.spectral_index && options.spectral_index->rows > 1;
+  if (spectral_) {
+    BuildSpectralFactors(*options.spectral_index, fq, nif_, factors_);
+    const std::uint64_t rows = std::uint64_t(fq.GetFreqSels()) * std::uint64_t(std::max(nif_, 1));
+    if (factors_.rows < rows)
+      return Fail(error, "the spectral-index map has " + std::to_string(factors_.rows) + " rows; this file needs " +
+                             std::to_string(rows) + " (set-ups x IFs)");
+  }
   groups_.resize(batch_groups_);
   vis_.resize(batch_groups_);
   index_.resize(batch_groups_);
@@ -100,7 +119,31 @@ int MapFiller::Init(std::string* error) {
   return 1;
 }
 
-int MapFiller::Flush(const AMapEvaluator& map, std::string* error) {
+int MapFiller::PrepareMaps(const AMatrix<float>& pixels, const TMinMax& range, std::int64_t points,
+                           const AMapSumOptions& options, std::string* error) {
+  const std::size_t rows = spectral_ ? sel_.size() * std::size_t(nif_) : 1;
+  maps_.resize(rows);
+  if (!spectral_) {
+    if (!maps_[0]) maps_[0] = std::make_unique<AMapEvaluator>();
+    return maps_[0]->Prepare(pixels, range, points, uv_max_, options, error);
+  }
+  std::uint64_t set = 0;
+  for (std::uint64_t i = 0; i < pixels.Elements(); ++i) set += pixels.data[i] != 0;
+  if (factors_.cols < set)
+    return Fail(error, "the spectral-index map has " + std::to_string(factors_.cols) + " columns; this map has " +
+                           std::to_string(set) + " set pixels (one column each, row by row)");
+  AMatrix<float> scaled(pixels.rows, pixels.cols);
+  for (std::size_t r = 0; r < rows; ++r) {
+    std::uint32_t c = 0;
+    for (std::uint64_t i = 0; i < pixels.Elements(); ++i)
+      scaled.data[i] = pixels.data[i] != 0 ? pixels.data[i] * factors_(std::uint32_t(r), c++) : 0.0f;
+    if (!maps_[r]) maps_[r] = std::make_unique<AMapEvaluator>();
+    if (!maps_[r]->Prepare(scaled, range, points / std::int64_t(rows), uv_max_, options, error)) return 0;
+  }
+  return 1;
+}
+
+int MapFiller::Flush(std::string* error) {
   const std::size_t per_group = std::size_t(nif_) * (fast_ ? 1 : nch_);
   u_.resize(points_);
   v_.resize(points_);
@@ -116,7 +159,24 @@ int MapFiller::Flush(const AMapEvaluator& map, std::string* error) {
         *v++ = double(groups_[b].v) * f[k * nch_ + j];
       }
   }
-  map.Eval(u_.data(), v_.data(), points_, re_.data(), im_.data());
+  if (!spectral_) {
+    maps_[0]->Eval(u_.data(), v_.data(), points_, re_.data(), im_.data());
+  } else {  // each (set-up, IF) row through its own scaled map
+    std::vector<std::vector<std::size_t>> of_row(maps_.size());
+    for (std::size_t b = 0; b < used_; ++b)
+      for (int k = 0; k < nif_; ++k)
+        for (std::size_t j = 0; j < per_group / std::size_t(nif_); ++j)
+          of_row[std::size_t(set_[b]) * nif_ + std::size_t(k)].push_back(b * per_group + std::size_t(k) * (per_group / nif_) + j);
+    std::vector<double> u, v, re, im;
+    for (std::size_t r = 0; r < maps_.size(); ++r) {
+      const std::vector<std::size_t>& idx = of_row[r];
+      if (idx.empty()) continue;
+      u.resize(idx.size()), v.resize(idx.size()), re.resize(idx.size()), im.resize(idx.size());
+      for (std::size_t i = 0; i < idx.size(); ++i) u[i] = u_[idx[i]], v[i] = v_[idx[i]];
+      maps_[r]->Eval(u.data(), v.data(), idx.size(), re.data(), im.data());
+      for (std::size_t i = 0; i < idx.size(); ++i) re_[idx[i]] = re[i], im_[idx[i]] = im[i];
+    }
+  }
   for (std::size_t b = 0; b < used_; ++b) {
     AUVXVisibility& vis = vis_[b];
     std::size_t point = b * per_group;
@@ -143,11 +203,10 @@ int MapFiller::Flush(const AMapEvaluator& map, std::string* error) {
 
 int MapFiller::Run(const MapSource& source, const AMapSumOptions& options, ProgressSink* progress, StopFlag* stop,
                    std::string* error) {
-  if (!Init(error)) return 0;
+  if (!Init(options, error)) return 0;
   const std::size_t per_group = std::size_t(nif_) * (fast_ ? 1 : nch_);
   // The UV points one map serves, for the engine's cost model.
   const std::int64_t points = file_.Groups() * std::int64_t(per_group) / std::max(source.maps, 1);
-  AMapEvaluator map;
   if (options.report) {
     *options.report = AMapEngineReport();
     options.report->accuracy = options.accuracy;
@@ -174,7 +233,7 @@ int MapFiller::Run(const MapSource& source, const AMapSumOptions& options, Progr
       if (used_ > 0) {
         // The batch so far belongs to the previous map; the new group moves to the front.
         const std::size_t at = used_;
-        if (!Flush(map, error)) return 0;
+        if (!Flush(error)) return 0;
         std::swap(groups_[0], groups_[at]);
         std::swap(vis_[0], vis_[at]);
         std::swap(index_[0], index_[at]);
@@ -182,18 +241,17 @@ int MapFiller::Run(const MapSource& source, const AMapSumOptions& options, Progr
       }
       const AMatrix<float>* pixels = nullptr;
       TMinMax range;
-      if (!source.load(k, pixels, range, error) || !map.Prepare(*pixels, range, points, uv_max_, options, error))
-        return 0;
-      if (options.report) map.Report(*options.report, options.accuracy);
+      if (!source.load(k, pixels, range, error) || !PrepareMaps(*pixels, range, points, options, error)) return 0;
+      if (options.report) maps_[0]->Report(*options.report, options.accuracy);
       current = k;
     }
     ++used_;
     points_ += per_group;
     if (options.report) options.report->points += std::int64_t(per_group);
     if (used_ == batch_groups_ || points_ + per_group > kBatchPoints)
-      if (!Flush(map, error)) return 0;
+      if (!Flush(error)) return 0;
   }
-  if (used_ > 0 && !Flush(map, error)) return 0;
+  if (used_ > 0 && !Flush(error)) return 0;
   if (file_.Groups() > 0) {
     AUVXHeader header = file_.Header();
     header.extremes = extremes_;

@@ -36,6 +36,8 @@ int AMP2Work::RunMaps() {
   AMapSumOptions options(model_.engine);
   options.accuracy = model_.accuracy;
   options.report = &engine_report_;
+  // With spectral scaling every (set-up, IF) row of the map's set pixels gets its factors.
+  if (item_.use_mfs) options.spectral_index = &item_.si_map;
   std::string why;
   int ok = 0;
   if (model_.kind == kModelMap) {

@@ -193,6 +193,54 @@ TEST(MapModel, EveryEngineAgreesWithTheHandSumAndReportsItself) {
     }
 }
 
+TEST(MapModel, SpectralIndexScalesTheSetPixelsOfEachIf) {
+  // Rows: IF 0, IF 1 of the one set-up; columns: the 4 set pixels in row-major order.
+  AMatrix<float> alpha(2, 4);
+  const float row1[4] = {1.0f, -2.0f, 0.5f, 3.0f};
+  for (std::uint32_t c = 0; c < 4; ++c) alpha(0, c) = 9.0f, alpha(1, c) = row1[c];  // row 0 never counts
+  TestMap t, if1;
+  const std::uint32_t at[4][2] = {{0, 0}, {2, 1}, {3, 2}, {4, 3}};
+  for (int c = 0; c < 4; ++c)
+    if1.map(at[c][0], at[c][1]) *= float(std::pow(Freq(1, 0) / Freq(0, 0), double(row1[c])));
+  TempDir dir;
+  const std::string path = dir.File("si.uvx");
+  for (MapEngine engine : {MapEngine::Separable, MapEngine::Nufft})
+    for (bool fast : {true, false}) {
+      WriteSampleFile(path, kGroups);
+      AMapSumOptions options(engine);
+      options.spectral_index = &alpha;
+      std::string error;
+      ASSERT_TRUE(Apply(path, t, false, fast, &error, options)) << error;
+      const FileData got = ReadFile(path);
+      for (int g = 0; g < kGroups; ++g)
+        for (int k = 0; k < 2; ++k)
+          for (int j = 0; j < 3; ++j) {
+            const std::complex<double> want =
+                HandVis(k == 0 ? t : if1, got.groups[g].u, got.groups[g].v, Freq(k, fast ? 0 : j));
+            EXPECT_NEAR(got.vis[g].Entry(k, j, 0).re, want.real(), 1e-5) << g << " " << k << " " << j;
+            EXPECT_NEAR(got.vis[g].Entry(k, j, 1).im, want.imag(), 1e-5) << g << " " << k << " " << j;
+          }
+    }
+  // Too few columns for the set pixels: refused before any write; a single row: no scaling.
+  WriteSampleFile(path, kGroups);
+  const std::string before = ReadAll(path);
+  for (const auto& shape : {std::pair<std::uint32_t, std::uint32_t>{2, 3}, {1, 4}}) {
+    AMatrix<float> small(shape.first, shape.second);
+    for (std::uint64_t i = 0; i < small.Elements(); ++i) small.data[i] = 1;
+    AMapSumOptions options;
+    options.spectral_index = &small;
+    std::string error;
+    if (shape.first == 1) {  // one row: no scaling at all
+      ASSERT_TRUE(Apply(path, t, false, true, &error, options)) << error;
+      ExpectFilled(ReadFile(path), ReadFile(path), t, false, true);
+      continue;
+    }
+    EXPECT_FALSE(Apply(path, t, false, true, &error, options));
+    EXPECT_NE(error.find("3 columns; this map has 4 set pixels"), std::string::npos) << error;
+    EXPECT_EQ(ReadAll(path), before);
+  }
+}
+
 TEST(MapModel, LargeFileAcrossBatchesAndTheFileBuffer) {
   // 30 000 groups of 168 bytes: several batches of 65 536 UV points and more than the 4 MB buffer
   // of the file, per channel (6 UV points a group), through the NUFFT.

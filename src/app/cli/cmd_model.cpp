@@ -139,8 +139,6 @@ int RunModel(const ModelArgs& args) {
     source.map_time_step_s = args.time_step;
   }
 
-  if (source.kind != kModelComponents && item.use_mfs)
-    return Fail(args.mfs, "the spectral-index map applies to component models only");
   if (source.kind == kModelComponents && args.engine_given)
     return Fail("", "--engine and --accuracy apply to map models (--map, --map-dir)");
   source.engine = engine;
@@ -200,7 +198,7 @@ void AddModelCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--time-step", args->time_step, "Seconds each map of --map-dir serves (default 600)");
   cmd->add_flag("--add", args->add, "Add the model to the visibilities already in the file (default: replace)");
   cmd->add_flag("--no-fast", args->no_fast, "Evaluate the model at every channel's frequency (default: once per IF)");
-  cmd->add_option("--mfs", args->mfs, "Spectral-index map file: per-component spectral scaling (component models)");
+  cmd->add_option("--mfs", args->mfs, "Spectral-index map file: per-component spectral scaling (components, or the set pixels of a map)");
   auto* engine = cmd->add_option("--engine", args->engine,
                                  "Map sum: auto (default: the cost model's choice), separable (direct sum), nufft "
                                  "(non-uniform FFT) or reference (the plain parallel reduction)");
