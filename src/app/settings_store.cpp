@@ -203,6 +203,8 @@ void SaveSIMapSettings(AIniFile& ini, const AMSIMap& map) {
 
 void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) {
   st.obs_file = ini.GetProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", "");
+  st.earth_blocking = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", 0);
+  st.azimuth_limits = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", 0);
   st.model_page.model_file = ini.GetProfileString(SettingsSection("%s-PROCESS2"), "MODEL FILE", "");
   LoadModelPage(ini, st.model_page);
   LoadWorkItem(ini, st.work_item);
@@ -213,6 +215,8 @@ void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) 
 
 void SaveSettings(AIniFile& ini, const AMSettings& st) {
   ini.WriteProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", st.obs_file);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", st.earth_blocking);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", st.azimuth_limits);
   const std::string p2 = SettingsSection("%s-PROCESS2");
   const AMModelPageSettings& m = st.model_page;
   ini.WriteProfileString(p2, "MODEL FILE", m.model_file);

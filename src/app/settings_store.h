@@ -42,6 +42,8 @@ struct AMModelPageSettings {       // section "%s-PROCESS2"
 
 struct AMSettings {
   std::string obs_file;            // "%s-PROCESS1" "OBS FILE"
+  int earth_blocking = 0;          // "%s-PROCESS1" "EARTH BLOCKING" (ours): task 1 drops Earth-blocked samples
+  int azimuth_limits = 0;          // "%s-PROCESS1" "AZIMUTH LIMITS" (ours): task 1 applies AZmin/AZmax
   AMModelPageSettings model_page;
   AMUVXWorkItem work_item;         // "%s-UVXITEM" and "%s-SIMAP"
   AMErrorsParams errors;           // "%s-PROCESS3"

@@ -6,10 +6,12 @@
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
 #include "model/comp_table.h"
 #include "observation/obs_json.h"
+#include "observation/source_catalog.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
@@ -52,8 +54,12 @@ int LoadObservationAny(const std::string& path, const std::string& base_folder, 
     }
     AMTlscCatalog cat;
     LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
-    return ObservationFromJson(j, obs, error, &cat);
+    AMSourceCatalog sources;
+    LoadSourceFile(base_folder + kSourcesFileName, sources, nullptr);
+    return ObservationFromJson(j, obs, error, &cat, &sources);
   }
+  if (const std::string kind = FileKindName(path); !kind.empty())
+    return error = "this is " + kind + ", not an observation (.obs, or .json)", 0;
   AFile f;
   if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
   if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
@@ -61,7 +67,7 @@ int LoadObservationAny(const std::string& path, const std::string& base_folder, 
 }
 
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
-                      ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages, const AMUVPlaneOptions& asked) {
   if (obs_path.empty()) return Failed(1, "no observation file (\"OBS FILE\")");
   AMObservation obs(base_folder);
   std::string error;
@@ -71,13 +77,18 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+  for (const AMObsProblem& p : CheckPlausibility(obs)) {
+    if (p.error) return Failed(1, obs_path + ": " + p.where + ": " + p.text);
+    messages.Show(obs_path + ": " + p.where + ": " + p.text);
+  }
+  const AMUVPlaneOptions options{asked.earth_blocking || obs.earth_blocking, asked.azimuth_limits || obs.azimuth_limits};
 
   AMUVPlane plane;
-  if (!plane.Calculate(obs, progress, stop, &messages)) {
+  if (!plane.Calculate(obs, progress, stop, &messages, options)) {
     switch (plane.GetStatus()) {
       case AMUVPlane::kStopped: return Stopped(1);
       case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
-      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points (no pair of telescopes sees the source)");
+      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points: " + WhyNoUVPoints(obs, plane, options));
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
     }
   }
@@ -194,7 +205,10 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
     ResolveSettingsPaths(st, settings_path);
     ATaskOutcome o;
     switch (t) {
-      case 1: o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages); break;
+      case 1:
+        o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages,
+                     {st.earth_blocking != 0, st.azimuth_limits != 0});
+        break;
       case 2:
         if (st.work_item.in_path.empty()) st.work_item.in_path = last_output;
         o = RunTask2(st, progress, stop, messages);

@@ -44,3 +44,6 @@ std::string toStr(double value, const char* format);
 std::string toUpper(std::string_view text);
 // Leading and trailing blanks (spaces, tabs, CR, LF) removed.
 std::string_view trim(std::string_view text);
+
+// printf into a std::string.
+std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -142,6 +142,29 @@ void WriteImageInfo(fitsfile* f, const AFitsImageInfo& info, int* status) {
 
 }  // namespace
 
+bool FitsMapOnJ2000Axes(const std::string& path) {
+  FitsHandle h;
+  int status = 0;
+  if (fits_open_diskfile(&h.f, path.c_str(), READONLY, &status)) return false;
+  int naxis = 0;
+  LONGLONG naxes[4] = {1, 1, 1, 1};
+  if (!FindImage(h.f, naxis, naxes, status)) return false;
+  double equinox = 2000.0;
+  for (const char* key : {"EQUINOX", "EPOCH"}) {
+    int st = 0;
+    double value = 0;
+    if (fits_read_key(h.f, TDOUBLE, key, &value, nullptr, &st) == 0) {
+      equinox = value;
+      break;
+    }
+  }
+  char radesys[FLEN_VALUE] = {};
+  int st = 0;
+  fits_read_key(h.f, TSTRING, "RADESYS", radesys, nullptr, &st);
+  fits_clear_errmsg();
+  return std::fabs(equinox - 2000.0) < 0.01 && std::string(radesys).rfind("FK4", 0) != 0;
+}
+
 int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                 std::string* error) {
   FitsHandle h;

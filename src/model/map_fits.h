@@ -17,6 +17,10 @@
 int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                 std::string* error);
 
+// Whether the image's WCS is on J2000 axes: EQUINOX (else EPOCH) 2000 or absent, and RADESYS (if
+// given) ICRS or FK5 (not FK4). False for a file that is not FITS or cannot be read.
+bool FitsMapOnJ2000Axes(const std::string& path);
+
 // Writes a 2-D float image (BITPIX -32) with RA---SIN / DEC--SIN axes, CRVAL 0, CDELT from the
 // pixel spacing and CRPIX placing the phase centre, BUNIT = unit. Written beside the target and
 // renamed: complete or absent.

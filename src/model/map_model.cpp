@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-
 #include <memory>
 
 #include "model/map_engine.h"
@@ -15,6 +14,7 @@
 #include "model/model_run.h"
 #include "uvx/fast_read.h"
 #include "uvx/fq_table.h"
+#include "uvx/uvx_frame.h"
 
 namespace {
 
@@ -48,6 +48,11 @@ struct MapSource {
 class MapFiller {
  public:
   MapFiller(AUVXFile& file, bool add, bool fast) : file_(file), add_(add), fast_(fast) {}
+  // Sums the map on the axes of the J2000 phase centre; 0 when the file has no phase centre.
+  int UseJ2000Axes(std::string* error) {
+    to_j2000_ = UVXFrameRotation(file_);
+    return to_j2000_ ? 1 : Fail(error, "the input has no SU table: the phase centre of a map on J2000 axes is unknown");
+  }
 
   int Run(const MapSource& source, const AMapSumOptions& options, ProgressSink* progress, StopFlag* stop,
           std::string* error);
@@ -76,6 +81,7 @@ class MapFiller {
   std::vector<std::unique_ptr<AMapEvaluator>> maps_;
   bool spectral_ = false;
   AMatrix<float> factors_;
+  std::unique_ptr<AUVWFrameRotation> to_j2000_;
 };
 
 int MapFiller::Init(const AMapSumOptions& options, std::string* error) {
@@ -153,10 +159,16 @@ int MapFiller::Flush(std::string* error) {
     const double* f = freq_.data() + std::size_t(set_[b]) * nif_ * nch_;
     double* u = u_.data() + b * per_group;
     double* v = v_.data() + b * per_group;
+    const AUVXGroup& g = groups_[b];
+    double uvw[3] = {g.u, g.v, g.w};
+    if (to_j2000_) {
+      const double date[3] = {uvw[0], uvw[1], uvw[2]};
+      to_j2000_->ToJ2000(file_.Header().time + g.time, date, uvw);
+    }
     for (int k = 0; k < nif_; ++k)
       for (int j = 0; j < (fast_ ? 1 : nch_); ++j) {
-        *u++ = double(groups_[b].u) * f[k * nch_ + j];
-        *v++ = double(groups_[b].v) * f[k * nch_ + j];
+        *u++ = uvw[0] * f[k * nch_ + j];
+        *v++ = uvw[1] * f[k * nch_ + j];
       }
   }
   if (!spectral_) {
@@ -269,7 +281,8 @@ int MapSeriesIndex(double time_s, double time_step_s, int maps) {
 }
 
 int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& range, bool add, bool fast,
-                  ProgressSink* progress, StopFlag* stop, std::string* error, const AMapSumOptions& options) {
+                  ProgressSink* progress, StopFlag* stop, std::string* error, const AMapSumOptions& options,
+                  bool map_on_j2000) {
   const std::string why = CheckMap(map, range);
   if (!why.empty()) return Fail(error, why);
   MapSource source;
@@ -280,6 +293,7 @@ int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& rang
     return 1;
   };
   MapFiller filler(file, add, fast);
+  if (map_on_j2000 && !filler.UseJ2000Axes(error)) return 0;
   return filler.Run(source, options, progress, stop, error);
 }
 

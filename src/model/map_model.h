@@ -35,9 +35,13 @@ int ListMapFolder(const std::string& folder, std::vector<std::string>& paths);
 // A map needs at least 2 rows and 2 columns (its pixel spacing is undefined otherwise).
 // `options` name the engine of the sum (default: the cost model's choice) and the accuracy, and
 // receive the engine report (map_engine.h).
+// With `map_on_j2000` the map's offsets are on the axes of the J2000 phase centre (a FITS image's
+// usual WCS): each group's (u, v) are turned from the file's frame of date to those axes
+// (core/uvw_frame.h) before the sum, which is the same as turning the pixel offsets into the frame
+// of date. The file then needs its phase centre (SU table).
 int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& range, bool add,
                   bool fast, ProgressSink* progress, StopFlag* stop, std::string* error,
-                  const AMapSumOptions& options = {});
+                  const AMapSumOptions& options = {}, bool map_on_j2000 = false);
 
 // Model kind 2: a series of maps; map k (in the given order) serves the group times from
 // start + k * step. Group times are seconds from the file's start time, so start is group time 0:

@@ -3,10 +3,12 @@
 #include <filesystem>
 #include <system_error>
 
+#include "model/map_fits.h"
 #include "model/map_model.h"
 #include "model/model_run.h"
 #include "uvx/uvx_copy.h"
 #include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 
 int AMP2Work::RunMaps() {
   const bool in_place = SameFile(item_.in_path, item_.out_path);
@@ -53,7 +55,15 @@ int AMP2Work::RunMaps() {
     if (unit.find("BEAM") != std::string::npos || unit.find("beam") != std::string::npos)
       messages_.Show(model_.map_path + ": the map is in " + unit +
                      "; its pixels are summed as Jy per pixel (divide by the beam area in pixels first)");
-    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, options);
+    // A FITS image's offsets are on J2000 axes; maps of our own formats on the file's frame of date.
+    bool j2000 = FitsMapOnJ2000Axes(model_.map_path);
+    double ra = 0, dec = 0;
+    if (j2000 && !UVXPhaseCentre(file, ra, dec)) {
+      j2000 = false;
+      messages_.Show(item_.in_path + " has no SU table (no phase centre): the offsets of " + model_.map_path +
+                     " are taken on the file's own axes");
+    }
+    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, options, j2000);
   } else {
     std::vector<std::string> maps;
     if (!ListMapFolder(model_.map_folder, maps)) {

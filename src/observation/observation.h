@@ -53,6 +53,11 @@ class AMObservation {
   AArray<std::int16_t> polarizations;
   AObjArray<AMTlscItem> telescopes;
   std::string output_path;
+  // Choices of the UV-plane computation beyond the classic one, kept by the JSON form (and the
+  // settings file) only, not by the .obs layout above: leave out the samples in which the Earth
+  // hides the source from an orbiting telescope; apply the ground stations' azimuth limits.
+  bool earth_blocking = false;
+  bool azimuth_limits = false;
 };
 
 // Loads into a fresh object and assigns it to `target` only on success; non-zero on success.

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 #include "core/astro_time.h"
@@ -11,6 +12,7 @@
 #include "uvx/uvfits_common.h"
 #include "uvx/uvfits_tables.h"
 #include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 #include "uvx/uvx_lists.h"
 
 using namespace uvfits;
@@ -137,8 +139,8 @@ void WritePrimaryHeader(fitsfile* f, AUVXFile& in, const std::vector<Param>& par
 
 // The group block: every UVX record becomes PCOUNT parameters and the visibility words, in
 // big-endian order. UVX entry order (IF, channel, Stokes, then re/im/weight) is the FITS order.
-int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, bool unit_weights, ProgressSink* progress, StopFlag* stop,
-                std::string& error) {
+int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, bool unit_weights, AUVWFrameRotation* to_j2000,
+                ProgressSink* progress, StopFlag* stop, std::string& error) {
   const AUVXHeader& h = in.Header();
   const std::int64_t rec = in.RecordBytes(), vis_words = in.VisBytes() / 4;
   const int pcount = freqsel ? 8 : 7;
@@ -159,9 +161,14 @@ int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, bool unit_weights, Prog
       unsigned char* o = dst.data() + i * group_bytes;
       AUVXGroup g;
       g.FromBytes(r);
+      double uvw[3] = {g.u, g.v, g.w};
+      if (to_j2000) {
+        const double date[3] = {uvw[0], uvw[1], uvw[2]};
+        to_j2000->ToJ2000(h.time + g.time, date, uvw);
+      }
       const double days = (h.time + g.time) / kSecondsPerDay;
       const float day_hi = float(days);
-      const float p[8] = {g.u, g.v, g.w, day_hi, float(days - double(day_hi)), float(256 * g.tel1 + g.tel2),
+      const float p[8] = {float(uvw[0]), float(uvw[1]), float(uvw[2]), day_hi, float(days - double(day_hi)), float(256 * g.tel1 + g.tel2),
                           float(h.time_step_s), float(g.freq_id)};
       for (int k = 0; k < pcount; ++k) PutBigFloat(o + 4 * k, p[k]);
       SwapWords(r + AUVXGroup::kBytes, o + 4 * pcount, std::size_t(vis_words));
@@ -178,10 +185,15 @@ int WriteGroups(fitsfile* f, AUVXFile& in, bool freqsel, bool unit_weights, Prog
 }  // namespace
 
 int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, ProgressSink* progress, StopFlag* stop,
-                 MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary, UVFitsWeights weights) {
+                 MessageSink* /*messages*/, std::string& error, UVFitsSummary* summary, UVFitsWeights weights,
+                 UVFitsFrame frame) {
   AUVXFile in;
   if (!in.Open(uvx_path, AUVXFile::modeRead)) return error = in.Error(), 0;
   if (!CheckExportable(in, error)) return 0;
+  std::unique_ptr<AUVWFrameRotation> to_j2000;
+  if (frame == UVFitsFrame::J2000 && !(to_j2000 = UVXFrameRotation(in)))
+    return error = "no SU table with RAEPO and DECEPO: the phase centre is unknown, so u, v, w cannot be turned to "
+                   "J2000 axes (the date frame writes them as stored)", 0;
   const AUVXHeader& h = in.Header();
   const AUVXTable* fq = in.GetTable("FQ");
   const bool freqsel = fq->n_rows > 1;
@@ -202,7 +214,7 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
   const bool unit_weights = weights == UVFitsWeights::Unit ||
                             (weights == UVFitsWeights::Auto && h.extremes.has_vis() && h.extremes.weight_max <= 0.0 &&
                              h.extremes.weight_min >= 0.0);
-  if (!WriteGroups(f.get(), in, freqsel, unit_weights, progress, stop, error)) return 0;
+  if (!WriteGroups(f.get(), in, freqsel, unit_weights, to_j2000.get(), progress, stop, error)) return 0;
 
   AUVXTable an = AntennaTable(*in.GetTable("AN"), h);
   WriteFitsTable(f.get(), an, kAntennaExt, &st);
@@ -222,6 +234,7 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
     summary->n_if = in.NIF(), summary->n_channels = in.NChannels(), summary->n_stokes = in.NStokes();
     summary->freq_setups = fq->n_rows;
     summary->unit_weights = unit_weights;
+    summary->j2000 = to_j2000 != nullptr;
     summary->bytes = std::int64_t(std::filesystem::file_size(fits_path, ec));
   }
   return 1;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "uvx/uvfits_import_tables.h"
 #include "uvx/uvfits_layout.h"
 #include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 #include "uvx/uvx_lists.h"
 
 using namespace uvfits;
@@ -53,6 +55,8 @@ struct GroupReader {
   const UVFitsLayout& l;
   const ImportTables& t;
   bool force_general = false;
+  bool to_date = false;       // turn J2000 u, v, w into the UVX frame
+  std::unique_ptr<AUVWFrameRotation> rotation;  // made once jd0 is known
   std::optional<double> jd0;  // 0h of the reference date
   double start_s = 0;         // time of the first group, seconds from jd0
   bool started = false;
@@ -103,9 +107,19 @@ struct GroupReader {
     g.lead = 0;
     g.tel1 = std::uint8_t(a1), g.tel2 = std::uint8_t(a2);
     g.freq_id = std::int8_t(fid);
-    g.u = float(ParamValue(l, raw, l.p_u));
-    g.v = float(ParamValue(l, raw, l.p_v));
-    g.w = float(ParamValue(l, raw, l.p_w));
+    double uvw[3] = {ParamValue(l, raw, l.p_u), ParamValue(l, raw, l.p_v), ParamValue(l, raw, l.p_w)};
+    if (to_date) {
+      if (!rotation) {
+        double ra = 0, dec = 0;
+        SourceTablePhaseCentre(t.su, ra, dec);
+        rotation = std::make_unique<AUVWFrameRotation>(*jd0, ra, dec);
+      }
+      const double j2000[3] = {uvw[0], uvw[1], uvw[2]};
+      rotation->ToDate(t_s, j2000, uvw);
+    }
+    g.u = float(uvw[0]);
+    g.v = float(uvw[1]);
+    g.w = float(uvw[2]);
     g.time = t_s - start_s;
     if (force_general) DecodeVisibilityGeneral(l, raw, vis);
     else DecodeVisibility(l, raw, vis);
@@ -137,7 +151,7 @@ struct VisExtremes {
 };
 
 int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
-           MessageSink* messages, std::string& error, UVFitsSummary* summary, bool force_general) {
+           MessageSink* messages, std::string& error, UVFitsSummary* summary, bool force_general, UVFitsFrame frame) {
   std::error_code ec;
   const auto size = std::filesystem::file_size(fits_path, ec);
   if (ec) return error = "cannot open the file: " + ec.message(), 0;
@@ -174,6 +188,12 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
   if (const std::string o = ReadText(f.get(), "ORIGIN"); !o.empty()) CopyText(h.origin, sizeof h.origin - 1, o);
   GroupReader reader{l, t};
   reader.force_general = force_general;
+  double ra = 0, dec = 0;
+  reader.to_date = frame == UVFitsFrame::J2000 && SourceTablePhaseCentre(t.su, ra, dec);
+  if (reader.to_date && std::fabs(t.epoch - 2000.0) > 0.01) {
+    reader.to_date = false;
+    if (messages) messages->Show("EPOCH " + std::to_string(t.epoch) + ": u, v, w are not on J2000 axes and are kept as stored");
+  }
   reader.jd0 = ReferenceDay(ReadText(f.get(), "DATE-OBS"));
 
   const std::string part = PartPath(uvx_path);
@@ -240,6 +260,7 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
     summary->telescopes = t.an.n_rows;
     summary->n_if = l.n_if, summary->n_channels = l.n_channels, summary->n_stokes = l.n_stokes;
     summary->freq_setups = t.fq.n_rows;
+    summary->j2000 = reader.to_date;
     summary->bytes = std::int64_t(std::filesystem::file_size(uvx_path, ec));
   }
   return 1;
@@ -248,10 +269,10 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
 }  // namespace
 
 int ImportUVFITS(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
-                 MessageSink* messages, std::string& error, UVFitsSummary* summary) {
-  return Import(fits_path, uvx_path, progress, stop, messages, error, summary, false);
+                 MessageSink* messages, std::string& error, UVFitsSummary* summary, UVFitsFrame frame) {
+  return Import(fits_path, uvx_path, progress, stop, messages, error, summary, false, frame);
 }
 
 int ImportUVFITSGeneral(const std::string& fits_path, const std::string& uvx_path, std::string& error) {
-  return Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true);
+  return Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true, UVFitsFrame::Date);
 }

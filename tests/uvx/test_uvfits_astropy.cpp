@@ -126,7 +126,7 @@ TEST(UVFitsAstropy, ReadsOurExportAsTheSourceHoldsIt) {
   const std::string uvx = dir.File("s.uvx"), fits = dir.File("s.uvfits");
   WriteSampleFile(uvx, 11);
   std::string error;
-  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  ASSERT_TRUE(ExportAsStored(uvx, fits, error)) << error;
   CheckExportWithAstropy(python, uvx, fits);
 }
 
@@ -138,7 +138,7 @@ TEST(UVFitsAstropy, ImportsAnAipsLayoutWrittenByAstropy) {
   const json truth = RunScript(python, "aips '" + fits + "'");
   ASSERT_TRUE(truth.contains("groups"));
   std::string error;
-  ASSERT_TRUE(ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error)) << error;
+  ASSERT_TRUE(ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error, nullptr, UVFitsFrame::Date)) << error;
   AUVXFile f;
   ASSERT_TRUE(f.Open(uvx, AUVXFile::modeRead));
   const AUVXHeader& h = f.Header();
@@ -196,10 +196,12 @@ TEST(UVFitsAstropy, CommandLineRoundTripOfATask1File) {
   const json js = json::parse(summary.substr(0, summary.rfind('}') + 1));
   EXPECT_EQ(js["telescopes"], 9);
   EXPECT_EQ(js["n_if"], 2);
+  EXPECT_EQ(js["frame"], "j2000");
   r = RunShell(exe + " import '" + fits + "' -o '" + b + "'");
   ASSERT_EQ(r.status, 0) << r.out;
   EXPECT_NE(r.out.find("Written:"), std::string::npos);
-  ExpectSameGroups(a, b, 1e-9);
+  // J2000 and back: u, v, w within float rounding (a few 1e-8 of the baseline).
+  ExpectSameGroups(a, b, 1e-9, 2e-7);
   AUVXFile fa, fb;
   ASSERT_TRUE(fa.Open(a, AUVXFile::modeRead) && fb.Open(b, AUVXFile::modeRead));
   EXPECT_EQ(fa.Header().jd0, fb.Header().jd0);  // a task-1 file counts from 0h: nothing moves
@@ -246,5 +248,6 @@ TEST(UVFitsAstropy, CommandLineRoundTripOfATask1File) {
 
   const std::string python = PythonWithAstropy();
   if (python.empty()) GTEST_SKIP() << "no python3 with astropy (Debian package python3-astropy)";
+  ASSERT_EQ(RunShell(exe + " export '" + a + "' -o '" + fits + "' --frame date").status, 0);
   CheckExportWithAstropy(python, a, fits);
 }

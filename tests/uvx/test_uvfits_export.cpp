@@ -102,7 +102,7 @@ TEST(UVFitsExport, PrimaryHeaderGroupsDateWordsAndVisibilities) {
   WriteSampleFile(uvx, 7);
   std::string error;
   UVFitsSummary sum;
-  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error, &sum)) << error;
+  ASSERT_TRUE(ExportAsStored(uvx, fits, error, &sum)) << error;
   EXPECT_EQ(sum.groups, 7);
   EXPECT_EQ(sum.telescopes, 4);
   EXPECT_EQ(sum.bytes % 2880, 0);
@@ -167,7 +167,7 @@ TEST(UVFitsExport, TablesCarryOverWithAbsoluteRightHandedStations) {
     ASSERT_TRUE(f.Close());
   }
   std::string error;
-  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  ASSERT_TRUE(ExportAsStored(uvx, fits, error)) << error;
   FitsReader r(fits);
   r.Move("AIPS AN");
   ASSERT_EQ(r.st, 0);
@@ -202,7 +202,7 @@ TEST(UVFitsExport, SeveralSetupsGetAFreqselParameter) {
   WriteTwoSetupFile(uvx);
   std::string error;
   UVFitsSummary sum;
-  ASSERT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error, &sum)) << error;
+  ASSERT_TRUE(ExportAsStored(uvx, fits, error, &sum)) << error;
   EXPECT_EQ(sum.freq_setups, 2);
   FitsReader r(fits);
   EXPECT_EQ(r.Int("PCOUNT"), 8);
@@ -223,16 +223,20 @@ TEST(UVFitsExport, RefusesWhatUVFITSCannotDescribeAndLeavesNothing) {
   TempDir dir;
   const std::string uvx = dir.File("s.uvx"), fits = dir.File("out.uvfits");
   std::string error;
-  EXPECT_FALSE(ExportUVFITS(dir.File("missing.uvx"), fits, nullptr, nullptr, nullptr, error));
+  EXPECT_FALSE(ExportAsStored(dir.File("missing.uvx"), fits, error));
   EXPECT_NE(error.find("cannot open"), std::string::npos) << error;
 
   WriteThreePolFile(uvx, -4);  // RR, LL, LR: not evenly spaced
-  EXPECT_FALSE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error));
+  EXPECT_FALSE(ExportAsStored(uvx, fits, error));
   EXPECT_NE(error.find("evenly spaced"), std::string::npos) << error;
   EXPECT_TRUE(NoFileLeft(fits));
   WriteThreePolFile(uvx, -3);  // RR, LL, RL
-  EXPECT_TRUE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error)) << error;
+  EXPECT_TRUE(ExportAsStored(uvx, fits, error)) << error;
   std::filesystem::remove(fits);
+  // On J2000 axes (the default) the phase centre of the SU table is needed.
+  EXPECT_FALSE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("phase centre is unknown"), std::string::npos) << error;
+  EXPECT_TRUE(NoFileLeft(fits));
 
   WriteSampleFile(uvx, 3);
   {  // an FQ table for one IF while the data has two
@@ -244,12 +248,12 @@ TEST(UVFitsExport, RefusesWhatUVFITSCannotDescribeAndLeavesNothing) {
     f.AddTable(*fq);
     ASSERT_TRUE(f.Close());
   }
-  EXPECT_FALSE(ExportUVFITS(uvx, fits, nullptr, nullptr, nullptr, error));
+  EXPECT_FALSE(ExportAsStored(uvx, fits, error));
   EXPECT_NE(error.find("describes 1 IFs, the data 2"), std::string::npos) << error;
   EXPECT_TRUE(NoFileLeft(fits));
 
   WriteSampleFile(uvx, 3);
-  EXPECT_FALSE(ExportUVFITS(uvx, dir.File("no/such/folder/x.uvfits"), nullptr, nullptr, nullptr, error));
+  EXPECT_FALSE(ExportAsStored(uvx, dir.File("no/such/folder/x.uvfits"), error));
   EXPECT_NE(error.find("cannot create"), std::string::npos) << error;
 }
 
@@ -261,12 +265,12 @@ TEST(UVFitsExport, StopRemovesTheOutputAndKeepsAnOldFile) {
   StopFlag stop{1};
   ProgressRecorder progress;
   std::string error;
-  EXPECT_FALSE(ExportUVFITS(uvx, fits, &progress, &stop, nullptr, error));
+  EXPECT_FALSE(ExportAsStored(uvx, fits, error, nullptr, &progress, &stop));
   EXPECT_EQ(error, "stopped");
   EXPECT_FALSE(std::filesystem::exists(fits + ".part"));
   EXPECT_EQ(ReadAll(fits), "an older file");  // replaced only by a complete export
   stop = 0;
-  ASSERT_TRUE(ExportUVFITS(uvx, fits, &progress, &stop, nullptr, error)) << error;
+  ASSERT_TRUE(ExportAsStored(uvx, fits, error, nullptr, &progress, &stop)) << error;
   EXPECT_EQ(progress.range_high, 50);
   EXPECT_EQ(progress.position, 50);
 }

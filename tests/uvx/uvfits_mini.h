@@ -40,7 +40,7 @@ inline MiniUVFits Mini() {
 
 inline std::string Import(const std::string& fits, const std::string& uvx, std::string& error) {
   error.clear();
-  ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error);
+  ImportUVFITS(fits, uvx, nullptr, nullptr, nullptr, error, nullptr, UVFitsFrame::Date);
   return error;
 }
 

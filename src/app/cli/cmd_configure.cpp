@@ -13,6 +13,7 @@
 #include "core/paths.h"
 #include "core/text.h"
 #include "coverage/frame_of_date.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
@@ -31,6 +32,7 @@ struct ConfigureArgs {
   bool review = false;
   bool keep_uv = false;
   bool json = false;
+  AMUVPlaneOptions options;
 };
 
 nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
@@ -82,6 +84,19 @@ void PrintSummary(const nlohmann::json& s) {
                 b["points"].get<long long>());
 }
 
+}  // namespace
+
+// Prints the problems of an observation, errors and warnings, one line each on stderr; 0 when
+// there was an error.
+int ReportProblems(const char* me, const std::string& file, const std::vector<AMObsProblem>& problems) {
+  for (const AMObsProblem& p : problems)
+    std::fprintf(stderr, "%s: %s: %s%s: %s\n", me, file.c_str(), p.error ? "" : "warning: ", p.where.c_str(),
+                 p.text.c_str());
+  return HasErrors(problems) ? 0 : 1;
+}
+
+namespace {
+
 int RunConfigure(const ConfigureArgs& args) {
   const char* me = "qvlmodel configure";
   AMObservation obs(BaseFolder(args.base));
@@ -104,15 +119,22 @@ int RunConfigure(const ConfigureArgs& args) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
     return 1;
   }
+  if (!ReportProblems(me, args.file, CheckPlausibility(obs))) return 1;
+  AMUVPlaneOptions options = args.options;
+  options.earth_blocking = options.earth_blocking || obs.earth_blocking;
+  options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);
   AMUVPlane plane;
   {
     TerminalProgress progress;
-    if (!plane.Calculate(obs, &progress, &stop, &messages)) {
+    if (!plane.Calculate(obs, &progress, &stop, &messages, options)) {
       progress.Finish();
       switch (plane.GetStatus()) {
+        case AMUVPlane::kNoPoints:
+          std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), WhyNoUVPoints(obs, plane, options).c_str());
+          return 1;
         case AMUVPlane::kStopped:
           std::fprintf(stderr, "%s: stopped; nothing written\n", me);
           return 130;
@@ -134,6 +156,15 @@ int RunConfigure(const ConfigureArgs& args) {
   }
   nlohmann::json summary = MakeSummary(obs, plane, review);
   summary["output"] = obs.output_path;
+  summary["earth_blocking"] = options.earth_blocking;
+  summary["azimuth_limits"] = options.azimuth_limits;
+  const std::vector<std::string> blocked = EarthBlockedCounts(obs, plane);
+  if (!blocked.empty()) summary["earth_blocked"] = blocked;
+  if (!options.earth_blocking && !blocked.empty() && !args.json) {
+    std::printf("The Earth hides the source from:\n");
+    for (const std::string& b : blocked) std::printf("  %s\n", b.c_str());
+    std::printf("  (counted as seeing it; --earth-blocking leaves these samples out)\n");
+  }
   if (args.keep_uv) summary["uv_file"] = plane.UVPath();
   if (!args.json) PrintSummary(summary);
 
@@ -176,5 +207,10 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
   cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_flag("--earth-blocking", args->options.earth_blocking,
+                "Leave out the samples in which the Earth hides the source from an orbiting telescope "
+                "(default: orbiting telescopes always see it)");
+  cmd->add_flag("--azimuth-limits", args->options.azimuth_limits,
+                "Apply the ground stations' AZmin/AZmax as well (default: zenith-angle limits only)");
   cmd->callback([args, &ctx] { ctx.exit_code = RunConfigure(*args); });
 }

@@ -17,6 +17,7 @@ struct UVFitsArgs {
   std::string input;
   std::string output;
   std::string weights = "auto";
+  std::string frame = "j2000";
   bool json = false;
 };
 
@@ -60,13 +61,15 @@ int RunConversion(const char* me, const UVFitsArgs& args, const char* ext, Runne
                               {"groups", summary.groups},      {"telescopes", summary.telescopes},
                               {"n_if", summary.n_if},          {"n_channels", summary.n_channels},
                               {"n_stokes", summary.n_stokes},  {"frequency_setups", summary.freq_setups},
-                              {"bytes", summary.bytes},        {"unit_weights", summary.unit_weights}};
+                              {"bytes", summary.bytes},        {"unit_weights", summary.unit_weights},
+                              {"frame", summary.j2000 ? "j2000" : "date"}};
     std::printf("%s\n", j.dump(2).c_str());
   } else {
     std::printf("Groups:       %lld\n", static_cast<long long>(summary.groups));
     std::printf("Telescopes:   %d\n", summary.telescopes);
     std::printf("IFs x channels x Stokes: %d x %d x %d, %d frequency set-up(s)\n", summary.n_if, summary.n_channels,
                 summary.n_stokes, summary.freq_setups);
+    std::printf("u, v, w:      %s\n", summary.j2000 ? "J2000 axes in the UVFITS file" : "as stored (frame of date)");
     if (summary.unit_weights) std::printf("Weights:      all 0 in the UVX file, written as 1 (--weights stored keeps them)\n");
     std::printf("Written:      %s (%lld bytes)\n", out.c_str(), static_cast<long long>(summary.bytes));
   }
@@ -79,6 +82,10 @@ CLI::App* AddConversion(CLI::App& app, const char* name, const char* help, const
   cmd->add_option("input", args->input, in_help)->required();
   cmd->add_option("-o,--output", args->output, out_help);
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_option("--frame", args->frame,
+                  "Axes of UU, VV, WW in the UVFITS file: j2000 (default: those of the J2000 phase centre, as "
+                  "AIPS, CASA and WSClean read them) or date (the UVX file's own: the apparent direction of date)")
+      ->check(CLI::IsMember({"j2000", "date"}));
   return cmd;
 }
 
@@ -97,14 +104,22 @@ void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
     const UVFitsWeights w = ex->weights == "unit"     ? UVFitsWeights::Unit
                             : ex->weights == "stored" ? UVFitsWeights::AsStored
                                                       : UVFitsWeights::Auto;
+    const UVFitsFrame frame = ex->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
     ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits",
-                                  [w](const std::string& in, const std::string& out, ProgressSink* p, StopFlag* s,
-                                      MessageSink* m, std::string& e, UVFitsSummary* sum) {
-                                    return ExportUVFITS(in, out, p, s, m, e, sum, w);
+                                  [w, frame](const std::string& in, const std::string& out, ProgressSink* p,
+                                             StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                    return ExportUVFITS(in, out, p, s, m, e, sum, w, frame);
                                   });
   });
   auto im = std::make_shared<UVFitsArgs>();
   AddConversion(app, "import", "Read a UVFITS file (AIPS, CASA, ours) into a UVX file", "UVFITS file",
                 "Output UVX file (default: the input with .uvx)", im)
-      ->callback([im, &ctx] { ctx.exit_code = RunConversion("qvlmodel import", *im, ".uvx", ImportUVFITS); });
+      ->callback([im, &ctx] {
+        const UVFitsFrame frame = im->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
+        ctx.exit_code = RunConversion("qvlmodel import", *im, ".uvx",
+                                      [frame](const std::string& in, const std::string& out, ProgressSink* p,
+                                              StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                        return ImportUVFITS(in, out, p, s, m, e, sum, frame);
+                                      });
+      });
 }
