@@ -6,7 +6,8 @@
 //       model, pixels above 1e-5 of the peak), dense256.fits and dense1024.fits (the same with a
 //       broad halo, every pixel set), with --big also dense4096.fits; 0.1 mas pixels
 //   side_by_side_tools error-uvx OUT.uvx MAP.fits   relative RMS error of the model visibilities
-//       of a UVX file (first polarization, every channel of 200 groups spread over the file)
+//       of a UVX file (first polarization, every channel of 200 groups spread over the file); the
+//       FITS map lies on J2000 axes, so u, v are turned onto them as task 2 does
 //   side_by_side_tools error-ms IN.ms MAP.fits      the same for the MODEL_DATA column of a
 //       Measurement Set, row i being group i (needs casacore)
 //   side_by_side_tools to-ms IN.uvfits OUT.ms       UVFITS to Measurement Set through casacore's
@@ -20,6 +21,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -30,6 +32,7 @@
 #include "model/map_model.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 
 #ifdef QVL_WITH_CASACORE
 #include "side_by_side_ms.h"
@@ -146,16 +149,22 @@ int ErrorUvx(const std::string& uvx, const std::string& map_path) {
   if (!f.Open(uvx, AUVXFile::modeRead)) return std::fprintf(stderr, "%s\n", f.Error().c_str()), 1;
   AUVXFqTbl fq;
   fq.Init(f, -1);
+  const std::unique_ptr<AUVWFrameRotation> to_j2000 = UVXFrameRotation(f);
   double err = 0, norm = 0;
   for (std::int64_t g : Sample(f.Groups())) {
     AUVXGroup grp;
     AUVXVisibility vis(f);
     if (!f.SeekUVGroup(g) || !grp.load(f) || !vis.load(f)) return 1;
+    double uvw[3] = {grp.u, grp.v, grp.w};
+    if (to_j2000) {
+      const double date[3] = {uvw[0], uvw[1], uvw[2]};
+      to_j2000->ToJ2000(f.Header().time + grp.time, date, uvw);
+    }
     const int s = fq.GetFreqSelNum(grp.freq_id);
     for (int k = 0; k < f.NIF(); ++k)
       for (int j = 0; j < f.NChannels(); ++j) {
         const double fr = fq.GetFreq(s, k, j);
-        const std::complex<double> want = m.At(double(grp.u) * fr, double(grp.v) * fr);
+        const std::complex<double> want = m.At(uvw[0] * fr, uvw[1] * fr);
         const AUVXVisEntry& e = vis.Entry(k, j, 0);
         err += std::norm(std::complex<double>(e.re, e.im) - want);
         norm += std::norm(want);

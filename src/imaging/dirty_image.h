@@ -14,6 +14,8 @@
 // twice the largest scale 1 / |uv|min: the power of 2 at or above 8 |uv|max / |uv|min, between
 // 128 and 2048.
 //
+// u and v are on the J2000 axes of the file's phase centre when it has one (image_points.h).
+//
 // The beam image has the same cell and size: the main lobe of a ground array observed with space
 // baselines spans hundreds of the cells that the longest baseline asks for (beam_fit.h).
 

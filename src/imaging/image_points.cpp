@@ -83,6 +83,8 @@ int AImagePoints::Open(const std::string& path, AImageStokes stokes, ProgressSin
       source_.has_position = std::isfinite(source_.ra_deg) && std::isfinite(source_.dec_deg);
     }
   }
+  to_j2000_ = UVXFrameRotation(file_);
+  source_.j2000_axes = to_j2000_ != nullptr;
   // The products that make the requested polarization.
   auto find = [&](int code) {
     for (int p = 0; p < std::min<int>(npol_, h.n_pol); ++p)
@@ -161,6 +163,11 @@ int AImagePoints::Pass(const std::function<void(const AImageChunk&)>& use, Progr
         return Fail(error, source_.path + ": group " + std::to_string(first + k) + " has frequency set-up id " +
                                std::to_string(int(g.freq_id)) + ", which the FQ table does not hold");
       const double* f = freq_.data() + std::size_t(s) * nif_ * nch_;
+      double uvw[3] = {g.u, g.v, g.w};
+      if (to_j2000_ && !counting_) {
+        const double date[3] = {uvw[0], uvw[1], uvw[2]};
+        to_j2000_->ToJ2000(file_.Header().time + g.time, date, uvw);
+      }
       for (int i = 0; i < nif_; ++i)
         for (int j = 0; j < nch_; ++j) {
           const float* a = e + 3 * ((std::size_t(nch_) * i + j) * npol_ + std::size_t(pol_a_));
@@ -183,8 +190,8 @@ int AImagePoints::Pass(const std::function<void(const AImageChunk&)>& use, Progr
             w = 4 * wa * wb / (wa + wb);
           }
           if (!(wa > 0) || !std::isfinite(re) || !std::isfinite(im) || !std::isfinite(w)) continue;
-          chunk.u.push_back(double(g.u) * f[i * nch_ + j]);
-          chunk.v.push_back(double(g.v) * f[i * nch_ + j]);
+          chunk.u.push_back(uvw[0] * f[i * nch_ + j]);
+          chunk.v.push_back(uvw[1] * f[i * nch_ + j]);
           chunk.re.push_back(re);
           chunk.im.push_back(im);
           chunk.weight.push_back(w);

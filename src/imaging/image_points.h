@@ -1,7 +1,9 @@
 #pragma once
 // The visibilities of a UVX file as imaging points: for every group, IF and channel one point at
 // (u f, v f) wavelengths (u, v in seconds, f the channel's frequency) with the value and weight
-// of the chosen polarization product.
+// of the chosen polarization product. When the file has its J2000 phase centre (SU table), u and
+// v are first turned from the file's frame of date onto the axes of that centre (uvx_frame.h), so
+// that the image lies on J2000 axes; otherwise they stay on the file's own axes.
 //
 // Stokes I is (RR + LL) / 2, or (XX + YY) / 2, with the weight 4 w1 w2 / (w1 + w2) of a mean; a
 // file with only one parallel hand (RR or XX alone) gives that hand as I. RR, LL, XX, YY take
@@ -11,12 +13,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/runtime.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 
 enum class AImageStokes { I, RR, LL, XX, YY };
 
@@ -30,6 +34,7 @@ struct AImageSource {
   std::string object;
   double ra_deg = 0, dec_deg = 0;  // the SU table's RAEPO, DECEPO
   bool has_position = false;
+  bool j2000_axes = false;         // u, v turned onto the J2000 axes of that position
   double jd0 = 0;                  // 0h of the observation date
   double ref_freq_hz = 0;
   std::int64_t groups = 0;
@@ -66,6 +71,7 @@ class AImagePoints {
   std::vector<int> sel_;      // set-up identifiers
   int nif_ = 0, nch_ = 0, npol_ = 0;
   int pol_a_ = -1, pol_b_ = -1;  // the products averaged (pol_b_ -1: one product)
+  std::unique_ptr<AUVWFrameRotation> to_j2000_;
   bool counting_ = false;
   bool any_positive_ = false, any_zero_ = false;
 };

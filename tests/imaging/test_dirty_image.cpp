@@ -12,6 +12,7 @@
 
 #include "imaging/dirty_image.h"
 #include "model/map_fits.h"
+#include "model/map_model.h"
 #include "uvx/uvx_test_util.h"
 
 namespace {
@@ -200,6 +201,50 @@ TEST(DirtyImage, WeightsPolarizationsGeometryAndFits) {
   StopFlag stop{1};
   EXPECT_FALSE(MakeDirtyImage(path, params, img, nullptr, &stop, &error));
   EXPECT_EQ(error, "stopped");
+}
+
+TEST(DirtyImage, AJ2000ModelMapComesBackAtItsPixel) {
+  // A 2025 file with its J2000 phase centre: task 2 sums a one-pixel map on J2000 axes (turning
+  // each group's u, v from the frame of date), the imager turns them the same way, and the pixel
+  // comes back with 1 Jy/beam. Without the turn the source would move by a tenth of a pixel here.
+  TempDir dir;
+  const std::string path = dir.File("j.uvx");
+  WritePointSource(path, 0, 0);
+  {
+    AUVXFile f;
+    ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
+    AUVXHeader h = f.Header();
+    h.jd0 = 2460690.5;  // 2025-01-15
+    ASSERT_TRUE(f.Write(h));
+    AUVXTable su("SU", AUVXTable::toHash("SU", 0));
+    const int c_ra = su.AddColumn("RAEPO", "DEGREES", "1D"), c_dec = su.AddColumn("DECEPO", "DEGREES", "1D");
+    const int r = su.AddRow();
+    su.SetDouble(r, c_ra, 250.745);
+    su.SetDouble(r, c_dec, 39.81);
+    f.AddTable(su);
+    ASSERT_TRUE(f.Close());
+  }
+  const double cell = 0.1;  // mas
+  AMatrix<float> map(64, 64);
+  for (std::uint64_t i = 0; i < map.Elements(); ++i) map.data[i] = 0;
+  map(32 + 20, 32 - 30) = 1;  // 30 cells east, 20 north
+  const TMinMax range{32 * cell / 1000, -31 * cell / 1000, -32 * cell / 1000, 31 * cell / 1000};
+  {
+    AUVXFile f;
+    ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
+    std::string error;
+    ASSERT_TRUE(ApplyMapModel(f, map, range, false, false, nullptr, nullptr, &error, MapEngine::Nufft, true)) << error;
+    ASSERT_TRUE(f.Close());
+  }
+  ADirtyImageParams params;
+  params.size = 64;
+  params.cell_mas = cell;
+  ADirtyImage img;
+  std::string error;
+  ASSERT_TRUE(MakeDirtyImage(path, params, img, nullptr, nullptr, &error)) << error;
+  EXPECT_TRUE(img.source.j2000_axes);
+  EXPECT_NEAR(img.image(52, 2), 1.0, 1e-5);
+  EXPECT_NEAR(img.peak_x_mas, 30 * cell, 1e-12);
 }
 
 TEST(ImageCommand, WritesBothFilesOrNoneAndReports) {
