@@ -57,6 +57,13 @@ class PlanCache {
     static PlanCache cache;
     return cache;
   }
+  // At the end of the process: the plans and FFTW's own tables are given back.
+  ~PlanCache() {
+    for (auto& p : double_) fftw_destroy_plan(p.second);
+    for (auto& p : single_) fftwf_destroy_plan(p.second);
+    fftw_cleanup();
+    fftwf_cleanup();
+  }
   fftw_plan Double(int n, int howmany, int sign) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto& p = double_[{n, howmany, sign}];
