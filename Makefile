@@ -4,7 +4,7 @@ BUILD_TYPE ?= RelWithDebInfo
 JOBS       ?= 2
 BIN        := $(BUILD)/bin
 
-.PHONY: deps configure build demo test sanitize bench clean
+.PHONY: deps configure build demo test sanitize bench screenshots clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -31,6 +31,11 @@ bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON
 	cmake --build build-bench -j $(JOBS)
 	@ls build-bench/bin/bench_* 2>/dev/null | while read b; do echo "== $$b"; $$b; done
+
+# PNGs of the desktop program's windows and dialogs (offscreen: no display needed).
+screenshots: configure
+	cmake --build $(BUILD) -j $(JOBS) --target qvlmodel-screenshots
+	QT_QPA_PLATFORM=offscreen $(BIN)/qvlmodel-screenshots docs/screenshots
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench

@@ -10,17 +10,12 @@
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
 #include "model/comp_table.h"
+#include "observation/obs_document.h"
 #include "observation/obs_json.h"
 #include "observation/source_catalog.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
-
-bool IsJsonPath(const std::string& path) {
-  const std::string name = getfName(path);
-  const auto dot = name.find_last_of('.');
-  return dot != std::string::npos && toUpper(name.substr(dot)) == ".JSON";
-}
 
 ATaskOutcome Failed(int task, const std::string& error) {
   ATaskOutcome o;
@@ -43,27 +38,13 @@ std::string Resolve(const std::string& settings_path, const std::string& p) {
 }  // namespace
 
 int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs, std::string& error) {
-  if (IsJsonPath(path)) {
-    std::ifstream in(path);
-    if (!in) return error = "cannot open the file", 0;
-    nlohmann::json j;
-    try {
-      in >> j;
-    } catch (const nlohmann::json::exception& e) {
-      return error = std::string("not valid JSON (") + e.what() + ")", 0;
-    }
-    AMTlscCatalog cat;
+  AMTlscCatalog cat;
+  AMSourceCatalog sources;
+  if (IsJsonObservationPath(path)) {
     LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
-    AMSourceCatalog sources;
     LoadSourceFile(base_folder + kSourcesFileName, sources, nullptr);
-    return ObservationFromJson(j, obs, error, &cat, &sources);
   }
-  if (const std::string kind = FileKindName(path); !kind.empty())
-    return error = "this is " + kind + ", not an observation (.obs, or .json)", 0;
-  AFile f;
-  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
-  if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
-  return 1;
+  return LoadObservationPath(path, cat, obs, error, &sources);
 }
 
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,

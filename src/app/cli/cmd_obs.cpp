@@ -145,6 +145,17 @@ int RunConvert(const ObsArgs& a) {
   return 0;
 }
 
+const char* CreateFieldName(AMCreateField f) {
+  switch (f) {
+    case AMCreateField::Telescopes: return "telescopes";
+    case AMCreateField::Intervals: return "intervals";
+    case AMCreateField::Polarizations: return "polarizations";
+    case AMCreateField::RightAscension: return "ra";
+    case AMCreateField::Declination: return "dec";
+    default: return "";
+  }
+}
+
 int RunCheck(const ObsArgs& a) {
   const char* me = "qvlmodel obs check";
   AMObservation obs(std::string{});
@@ -169,6 +180,8 @@ int RunCheck(const ObsArgs& a) {
       j["message"] = c.message;
       if (c.row >= 0) j["row"] = c.row;
       if (c.column >= 0) j["column"] = c.column;
+      if (c.id > 0) j["id"] = c.id;
+      j["field"] = CreateFieldName(c.field);
     }
     nlohmann::json problems = nlohmann::json::array();
     for (const AMObsProblem& p : pre.problems)
