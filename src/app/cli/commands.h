@@ -26,4 +26,5 @@ void AddUVFitsCommands(CLI::App& app, CliContext& ctx);  // export, import
 void AddErrorsCommand(CLI::App& app, CliContext& ctx);
 void AddNoiseCommand(CLI::App& app, CliContext& ctx);
 void AddModelCommand(CLI::App& app, CliContext& ctx);
+void AddImageCommand(CLI::App& app, CliContext& ctx);
 void AddRunCommand(CLI::App& app, CliContext& ctx);

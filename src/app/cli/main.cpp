@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   AddInfoCommand(app, ctx);
   AddConfigureCommand(app, ctx);
   AddModelCommand(app, ctx);
+  AddImageCommand(app, ctx);
   AddUVFitsCommands(app, ctx);
   AddErrorsCommand(app, ctx);
   AddNoiseCommand(app, ctx);
