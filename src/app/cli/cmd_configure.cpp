@@ -15,6 +15,7 @@
 #include "coverage/frame_of_date.h"
 #include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
+#include "coverage/uv_point_table.h"
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
 #include "observation/obs_json.h"
@@ -33,7 +34,21 @@ struct ConfigureArgs {
   bool keep_uv = false;
   bool json = false;
   AMUVPlaneOptions options;
+  int points = 0;
 };
+
+// The first rows of the review table, each with the texts of its six columns.
+nlohmann::json PointRows(const std::string& uv_path, const AMObservation& obs, int count) {
+  nlohmann::json rows = nlohmann::json::array();
+  AMUVPointTable table;
+  if (!table.Open(uv_path, obs)) return rows;
+  for (std::int64_t r = 0; r < table.Rows() && r < count; ++r) {
+    nlohmann::json row = nlohmann::json::array();
+    for (int c = 0; c < AMUVPointTable::kColumnCount; ++c) row.push_back(table.Text(r, c));
+    rows.push_back(row);
+  }
+  return rows;
+}
 
 nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
   nlohmann::json j;
@@ -82,6 +97,15 @@ void PrintSummary(const nlohmann::json& s) {
   for (const auto& b : s["baselines"])
     std::printf("  %3d-%-3d %-24s %lld\n", b["tel1"].get<int>(), b["tel2"].get<int>(), b["name"].get<std::string>().c_str(),
                 b["points"].get<long long>());
+  if (s.contains("points")) {
+    std::printf("%-14s %-16s %15s %14s %14s %14s\n", AMUVPointTable::ColumnTitle(0), AMUVPointTable::ColumnTitle(1),
+                AMUVPointTable::ColumnTitle(2), AMUVPointTable::ColumnTitle(3), AMUVPointTable::ColumnTitle(4),
+                AMUVPointTable::ColumnTitle(5));
+    for (const auto& r : s["points"])
+      std::printf("%-14s %-16s %15s %14s %14s %14s\n", r[0].get<std::string>().c_str(), r[1].get<std::string>().c_str(),
+                  r[2].get<std::string>().c_str(), r[3].get<std::string>().c_str(), r[4].get<std::string>().c_str(),
+                  r[5].get<std::string>().c_str());
+  }
 }
 
 }  // namespace
@@ -155,6 +179,7 @@ int RunConfigure(const ConfigureArgs& args) {
     return 1;
   }
   nlohmann::json summary = MakeSummary(obs, plane, review);
+  if (args.points > 0) summary["points"] = PointRows(plane.UVPath(), obs, args.points);
   summary["output"] = obs.output_path;
   summary["earth_blocking"] = options.earth_blocking;
   summary["azimuth_limits"] = options.azimuth_limits;
@@ -207,6 +232,8 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
   cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_option("--points", args->points, "Also print the first N UV points as the review table shows them")
+      ->check(CLI::NonNegativeNumber);
   cmd->add_flag("--earth-blocking", args->options.earth_blocking,
                 "Leave out the samples in which the Earth hides the source from an orbiting telescope "
                 "(default: orbiting telescopes always see it)");

@@ -8,7 +8,14 @@
 #include <QSplitter>
 #include <QStackedWidget>
 
+#include <QGroupBox>
+#include <QLabel>
+#include <QLayout>
+#include <QTabWidget>
+
+#include "app/gui/orbit_view.h"
 #include "app/gui/page1.h"
+#include "app/gui/uv_plane_dlg.h"
 #include "app/gui/placeholder_page.h"
 #include "core/messages.h"
 #include "errors/errors_messages.h"
@@ -74,6 +81,7 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   splitter_->setSizes({190, 1000});
   setCentralWidget(splitter_);
   connect(page1_, &AMPage1::titleChanged, this, [this] { UpdateTitle(); });
+  ConnectReviewAndOrbits();
   connect(tasks_, &QListWidget::currentRowChanged, this, [this](int row) {
     if (row < 0) return;
     cur_task_ = row + 1;
@@ -161,3 +169,26 @@ void AMMainFrame::closeEvent(QCloseEvent* event) {
   if (SaveOnClose()) event->accept();
   else event->ignore();
 }
+
+// Create's review step shows the UV-plane dialog (through the services, so tests can answer it);
+// the Telescopes tab shows the orbits of the orbital telescopes, redrawn when the observation
+// changes or the tab is shown.
+void AMMainFrame::ConnectReviewAndOrbits() {
+  page1_->SetReview([this](const std::string& uv_file, const AMObservation& obs) {
+    AMUVPlaneDlg dlg(this);
+    if (!dlg.Load(uv_file, obs)) {
+      if (services_.messages) services_.messages->Show(dlg.Summary()->text().toStdString());
+      return false;
+    }
+    return services_.run_dialog(dlg) == QDialog::Accepted;
+  });
+  orbits_ = new AMOrbitView(page1_->OrbitViewHost());
+  page1_->OrbitViewHost()->layout()->addWidget(orbits_);
+  auto redraw = [this] {
+    if (page1_->Tabs()->currentWidget() && page1_->Tabs()->currentWidget()->isAncestorOf(orbits_))
+      orbits_->SetObservation(page1_->Document().Obs(), base_folder_);
+  };
+  connect(page1_, &AMPage1::titleChanged, this, redraw);
+  connect(page1_->Tabs(), &QTabWidget::currentChanged, this, redraw);
+}
+

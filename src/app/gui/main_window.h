@@ -20,6 +20,7 @@ class QListWidget;
 class QSplitter;
 class QStackedWidget;
 
+class AMOrbitView;
 class AMMainFrame final : public QMainWindow {
   Q_OBJECT
  public:
@@ -52,6 +53,7 @@ class AMMainFrame final : public QMainWindow {
   void LoadTaskSettings();
   AMWindowPos CurrentPosition() const;
   void UpdateTitle();
+  void ConnectReviewAndOrbits();
 
   std::string base_folder_;
   std::string settings_path_;
@@ -64,6 +66,7 @@ class AMMainFrame final : public QMainWindow {
   QListWidget* tasks_ = nullptr;
   QStackedWidget* pages_ = nullptr;
   AMPage1* page1_ = nullptr;
+  AMOrbitView* orbits_ = nullptr;
 };
 
 // The task names in list order.

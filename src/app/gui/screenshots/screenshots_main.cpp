@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "app/gui/create_screenshots.h"
 #include "app/gui/screenshots/shots.h"
 #include "core/paths.h"
 
@@ -65,5 +66,8 @@ int main(int argc, char** argv) {
     if (shot.before_close) shot.before_close(*w);
     w->hide();
   }
-  return written == int(shots.size()) ? 0 : 1;
+  // The UV-plane dialog and the orbit view on the example's real UV points.
+  const QStringList more = MakeCreateScreenshots(QString::fromStdString(out_dir), QString::fromStdString(base));
+  for (const QString& f : more) std::printf("%s\n", f.toStdString().c_str());
+  return written == int(shots.size()) && more.size() == 4 ? 0 : 1;
 }
