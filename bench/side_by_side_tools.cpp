@@ -183,7 +183,8 @@ int ErrorMs(const std::string& ms, const std::string& map_path) {
   if (!ReadMsRows(ms, std::vector<long long>(sample.begin(), sample.end()), rows)) return 1;
   const double c = 299792458.0;
   const std::size_t nch = rows.freq.size();
-  // UVW copied from the UVFITS file as they stand: WSClean's model data then follows our sign.
+  // The sum at the row's own UVW: with UVW copied from UVFITS (casacore's importer) that is our V,
+  // with our MS export (UVW negated, data conjugated) its conjugate, as the MS convention has it.
   double err = 0, norm = 0;
   for (std::size_t r = 0; r < sample.size(); ++r)
     for (std::size_t j = 0; j < nch; ++j) {
