@@ -4,7 +4,10 @@ BUILD_TYPE ?= RelWithDebInfo
 JOBS       ?= 2
 BIN        := $(BUILD)/bin
 
-.PHONY: deps configure build demo test sanitize bench screenshots clean
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 30
+
+.PHONY: deps configure build demo test sanitize fuzz bench screenshots clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -27,6 +30,12 @@ sanitize:
 	@$(MAKE) --no-print-directory test BUILD=build-asan BUILD_TYPE=Debug \
 	  CMAKE_EXTRA=-DQVL_SANITIZE=ON
 
+# Every fuzz target for FUZZ_SECONDS each (clang, ASan + UBSan, in FUZZ_BUILD); fails on a finding.
+# FUZZ_TARGETS="obs uvx_info" runs only those.
+fuzz:
+	@bash scripts/install-deps.sh fuzz
+	@bash scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
 bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON
 	cmake --build build-bench -j $(JOBS)
@@ -38,4 +47,4 @@ screenshots: configure
 	QT_QPA_PLATFORM=offscreen $(BIN)/qvlmodel-screenshots docs/screenshots
 
 clean:
-	rm -rf $(BUILD) build-asan build-bench
+	rm -rf $(BUILD) build-asan build-bench $(FUZZ_BUILD)

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages QVLModel builds with. Idempotent and quiet when all are present.
+# `install-deps.sh fuzz` adds the compiler of the fuzz targets (make fuzz).
 set -euo pipefail
 
 packages=(
@@ -10,6 +11,10 @@ packages=(
   casacore-dev casacore-data-tai-utc wsclean
   qt6-base-dev libqcustomplot-dev
 )
+if [ "${1:-}" = fuzz ]; then
+  # libFuzzer and the sanitizer runtimes come with Debian's clang.
+  packages+=(clang-14 libclang-rt-14-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

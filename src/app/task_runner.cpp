@@ -13,6 +13,7 @@
 #include "observation/obs_document.h"
 #include "observation/obs_json.h"
 #include "observation/source_catalog.h"
+#include "observation/obs_limits.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
@@ -40,11 +41,14 @@ std::string Resolve(const std::string& settings_path, const std::string& p) {
 int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs, std::string& error) {
   AMTlscCatalog cat;
   AMSourceCatalog sources;
+  std::string refused;  // catalogue lines left out as damaged: a likely reason for a failed look-up
   if (IsJsonObservationPath(path)) {
-    LoadTelescopeFile(base_folder + kTelescopesFileName, cat);
+    LoadTelescopeFile(base_folder + kTelescopesFileName, cat, &refused);
     LoadSourceFile(base_folder + kSourcesFileName, sources, nullptr);
   }
-  return LoadObservationPath(path, cat, obs, error, &sources);
+  if (LoadObservationPath(path, cat, obs, error, &sources)) return 1;
+  if (!refused.empty()) error += " (" + base_folder + kTelescopesFileName + ": " + EscapeText(refused) + ")";
+  return 0;
 }
 
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
@@ -63,6 +67,7 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     messages.Show(obs_path + ": " + p.where + ": " + p.text);
   }
   const AMUVPlaneOptions options{asked.earth_blocking || obs.earth_blocking, asked.azimuth_limits || obs.azimuth_limits};
+  if (const std::string why = CheckTask1Limits(obs); !why.empty()) return Failed(1, obs_path + ": " + why);
 
   AMUVPlane plane;
   if (!plane.Calculate(obs, progress, stop, &messages, options)) {
@@ -70,6 +75,7 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
       case AMUVPlane::kStopped: return Stopped(1);
       case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
       case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points: " + WhyNoUVPoints(obs, plane, options));
+      case AMUVPlane::kWriteFailed: return Failed(1, obs.output_path + ": cannot write the UV-point file beside it");
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
     }
   }
@@ -205,6 +211,7 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
       default: o = Failed(t, "there is no task " + std::to_string(t) + " (tasks are 1 to 4)"); break;
     }
     if (o.ok) last_output = o.output;
+    o.error = EscapeText(o.error, 600);  // may quote paths and values of the settings file
     done.push_back(o);
     if (report) report(o);
     if (!o.ok) break;

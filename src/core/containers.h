@@ -80,18 +80,26 @@ class AArray {
   }
 
   int InsertAt(int index, const T& item) {
-    if (count >= capacity) {
-      T* grown = Alloc(capacity + growBy);
-      if (count > 0)
-        std::memcpy(static_cast<void*>(grown), data, sizeof(T) * static_cast<std::size_t>(count));
+    // `item` may be an element of this array: keep its bytes before the storage is replaced.
+    alignas(T) unsigned char saved[sizeof(T)];
+    std::memcpy(saved, static_cast<const void*>(&item), sizeof(T));
+    if (count >= capacity || !data) {
+      // Without storage (after RemoveAll or a Load of count 0) the recorded capacity holds
+      // nothing: growth starts from zero. The new storage always has room for count + 1.
+      const int held = data ? capacity : 0;
+      const int grown_capacity = std::max(held + growBy, count + 1);
+      T* grown = Alloc(grown_capacity);
+      const int kept = std::min(count, held);
+      if (kept > 0)
+        std::memcpy(static_cast<void*>(grown), data, sizeof(T) * static_cast<std::size_t>(kept));
       if (data) Free(data);
       data = grown;
-      capacity += growBy;
+      capacity = grown_capacity;
     }
     if (index < count)
       std::memmove(static_cast<void*>(data + index + 1), data + index,
                    sizeof(T) * static_cast<std::size_t>(count - index));
-    std::memcpy(static_cast<void*>(data + index), &item, sizeof(T));
+    std::memcpy(static_cast<void*>(data + index), saved, sizeof(T));
     ++count;
     return index;
   }
@@ -146,7 +154,7 @@ class AArray {
       }
     }
     count = ok ? n : count;
-    if (ok && capacity < count) {
+    if (ok && count > 0 && (capacity < count || !data)) {
       if (data) Free(data);
       data = Alloc(count);
       capacity = count;
@@ -185,23 +193,26 @@ class AObjArray : public AArray<T> {
   AObjArray() = default;
   explicit AObjArray(int n) : Base() {
     this->count = this->capacity = n > 0 ? n : 0;
-    if (n >= 1) this->data = ObjAlloc(n);
+    if (n >= 1) this->data = ObjAlloc(n), allocated_ = n;
   }
   AObjArray(const AObjArray& other) : Base() {
     this->growBy = other.growBy;
     this->count = this->capacity = other.count;
     if (other.count > 0) {
       this->data = ObjAlloc(other.count);
+      allocated_ = other.count;
       for (int i = 0; i < other.count; ++i) this->data[i] = other.data[i];
     }
   }
   AObjArray& operator=(const AObjArray& other) {
     if (this == &other) return *this;
     this->ReleaseStorage();
+    allocated_ = 0;
     this->growBy = other.growBy;
     this->count = other.count;
     if (this->count > 0) {
       this->data = ObjAlloc(this->count);
+      allocated_ = this->count;
       for (int i = 0; i < this->count; ++i) this->data[i] = other.data[i];
     }
     this->capacity = this->count;
@@ -217,13 +228,16 @@ class AObjArray : public AArray<T> {
 
   // Keeps the content. When the storage must grow, the new capacity is recorded as the old count
   // (not n), so a later SetSize above that count reallocates once more, keeping the first n.
+  // The recorded capacity can then differ from the storage; the storage actually held decides
+  // too, so a SetSize to fewer and then more elements never writes past it.
   void SetSize(int n) {
-    if (this->capacity < n) {
+    if (this->capacity < n || allocated_ < n) {
       T* grown = ObjAlloc(n);
-      const int kept = std::min(this->count, n);  // the count may exceed the recorded capacity
+      const int kept = std::min(std::min(this->count, n), allocated_);
       for (int i = 0; i < kept; ++i) grown[i] = std::move(this->data[i]);
       if (this->data) ObjFree(this->data);
       this->data = grown;
+      allocated_ = n;
       this->capacity = this->count;
     }
     this->count = n;
@@ -231,12 +245,17 @@ class AObjArray : public AArray<T> {
 
   int InsertAt(int index, const T& item) {
     T copy = item;  // item may live inside this array
-    if (this->count >= this->capacity) {
-      T* grown = ObjAlloc(this->capacity + this->growBy);
-      for (int i = 0; i < this->count; ++i) grown[i] = std::move(this->data[i]);
+    if (this->count >= this->capacity || this->count >= allocated_) {
+      // Grows by growBy from the recorded capacity, and always to room for count + 1.
+      const int held = this->data ? this->capacity : 0;
+      const int grown_capacity = std::max(held + this->growBy, this->count + 1);
+      T* grown = ObjAlloc(grown_capacity);
+      const int kept = std::min(this->count, allocated_);
+      for (int i = 0; i < kept; ++i) grown[i] = std::move(this->data[i]);
       if (this->data) ObjFree(this->data);
       this->data = grown;
-      this->capacity += this->growBy;
+      allocated_ = grown_capacity;
+      this->capacity = grown_capacity;
     }
     for (int i = this->count; i > index; --i) this->data[i] = std::move(this->data[i - 1]);
     this->data[index] = std::move(copy);
@@ -258,6 +277,7 @@ class AObjArray : public AArray<T> {
   void RemoveAll() {
     if (this->data) ObjFree(this->data);
     this->data = nullptr;
+    allocated_ = 0;
     this->count = 0;
   }
 
@@ -275,7 +295,17 @@ class AObjArray : public AArray<T> {
     return new T[static_cast<std::size_t>(n)]();
   }
   static void ObjFree(T* p) { delete[] p; }
+
+  int allocated_ = 0;  // elements of the storage, which the recorded capacity may not match
 };
+
+// For an array filled from a file of unknown length: raises growBy to the count, so that the array
+// grows geometrically. The fixed step would copy every element read so far once per step, which
+// is quadratic in a long file (millions of short lines).
+template <class Array>
+void GrowWithCount(Array& array) {
+  if (array.growBy < array.count) array.growBy = array.count;
+}
 
 template <class T>
 class AMatrix {

@@ -66,10 +66,14 @@ bool ParseSexagesimal(std::string_view s, int maxFirst, double& total) {
 int DefaultPrecision(int precision, int fallback) { return precision < 0 ? fallback : std::min(precision, 9); }
 
 
+// Largest number of ticks the formatting counts in a long long (with room for the rounding).
+constexpr double kMaxTicks = 9.0e18;
+
 // Splits |value| rounded to `precision` decimals into whole units of 3600, of 60, and the rest.
+// A value whose ticks no integer holds prints as a plain number.
 std::string FormatSexagesimal(double value, int precision, int firstWidth, bool alwaysSign) {
-  if (!std::isfinite(value)) return valToStr(value);
   const double scale = std::pow(10.0, precision);
+  if (!std::isfinite(value) || !(std::fabs(value) * scale < kMaxTicks)) return valToStr(value);
   const long long ticks = std::llround(std::fabs(value) * scale);
   const long long perSecond = static_cast<long long>(scale);
   const long long wholeSeconds = ticks / perSecond;
@@ -131,9 +135,68 @@ std::string dateTimeToStr(double seconds, int precision) {
   const int p = DefaultPrecision(precision, 1);
   if (!std::isfinite(seconds) || seconds < 86400.0) return FormatSexagesimal(seconds, p, 2, false);
   const double scale = std::pow(10.0, p);
+  if (!(seconds * scale < kMaxTicks)) return valToStr(seconds);  // no day count holds it
   const double rounded = std::round(seconds * scale) / scale;
   const long long days = static_cast<long long>(rounded / 86400.0);
   return std::to_string(days) + "d " + FormatSexagesimal(rounded - days * 86400.0, p, 2, false);
+}
+
+namespace {
+
+// Length of the well-formed UTF-8 sequence at the start of `s` (2 to 4), 0 when there is none.
+// C1 controls (U+0080 to U+009F) count as not well-formed: terminals act on them.
+std::size_t Utf8Sequence(std::string_view s) {
+  const auto b = [&](std::size_t i) { return static_cast<unsigned char>(s[i]); };
+  const auto cont = [&](std::size_t i) { return i < s.size() && (b(i) & 0xC0) == 0x80; };
+  const unsigned char c = b(0);
+  if (c >= 0xC2 && c <= 0xDF) return cont(1) && !(c == 0xC2 && b(1) < 0xA0) ? 2 : 0;
+  if (c >= 0xE0 && c <= 0xEF) {
+    if (!cont(1) || !cont(2)) return 0;
+    if (c == 0xE0 && b(1) < 0xA0) return 0;  // overlong
+    if (c == 0xED && b(1) > 0x9F) return 0;  // surrogates
+    return 3;
+  }
+  if (c >= 0xF0 && c <= 0xF4) {
+    if (!cont(1) || !cont(2) || !cont(3)) return 0;
+    if (c == 0xF0 && b(1) < 0x90) return 0;  // overlong
+    if (c == 0xF4 && b(1) > 0x8F) return 0;  // beyond U+10FFFF
+    return 4;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string EscapeText(std::string_view text, std::size_t max_bytes) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  out.reserve(std::min(text.size(), max_bytes) + 8);
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (out.size() >= max_bytes) return out + "...";
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c < 0x7F) {
+      if (c == '\\') out += '\\';
+      out += static_cast<char>(c);
+      ++i;
+      continue;
+    }
+    if (c == '\t' || c == '\n' || c == '\r') {
+      out += c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r";
+      ++i;
+      continue;
+    }
+    if (const std::size_t n = c >= 0x80 ? Utf8Sequence(text.substr(i)) : 0) {
+      out.append(text.substr(i, n));
+      i += n;
+      continue;
+    }
+    out += "\\x";
+    out += kHex[c >> 4];
+    out += kHex[c & 15];
+    ++i;
+  }
+  return out;
 }
 
 std::string GetNameAsDT() {

@@ -40,6 +40,12 @@ std::string toStr(int value, const char* format = "%d");
 // printf-style formatting of one double.
 std::string toStr(double value, const char* format);
 
+// Text taken from a file, made safe to print inside a message: printable ASCII and well-formed
+// UTF-8 stay, a backslash doubles, a tab, line feed or carriage return becomes \t, \n, \r and
+// every other byte (control characters, escape sequences, C1 controls, broken UTF-8) \xHH. Text
+// longer than max_bytes is cut there (at a character boundary) and ends with "...".
+std::string EscapeText(std::string_view text, std::size_t max_bytes = 160);
+
 // Upper-case copy (ASCII).
 std::string toUpper(std::string_view text);
 // Leading and trailing blanks (spaces, tabs, CR, LF) removed.

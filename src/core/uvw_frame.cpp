@@ -40,7 +40,9 @@ const AUVWFrameRotation::Knot& AUVWFrameRotation::KnotAt(std::int64_t index) {
 
 void AUVWFrameRotation::Matrix(double t_s, double m[3][3]) {
   if (!have_last_ || t_s != last_t_) {
-    const double q = t_s / knot_s_;
+    // Knot indices stay within what an int64 holds, whatever time a damaged file gives.
+    const double raw = t_s / knot_s_;
+    const double q = raw > 1e15 ? 1e15 : raw < -1e15 ? -1e15 : raw == raw ? raw : 0.0;
     const std::int64_t i = static_cast<std::int64_t>(std::floor(q));
     const double w = q - double(i);
     double a[3][3];  // copied: fetching the second knot may reuse the first one's slot

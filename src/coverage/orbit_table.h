@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <istream>
+#include <string>
 
 #include "core/containers.h"
 
@@ -39,5 +40,9 @@ class AMOrbTXYZArray : public AArray<AMOrbTXYZ> {
 // truncated to whole seconds; positions are scaled to metres. The fields live across lines, so a
 // line that does not parse (or parses only in part) repeats the previous values, and the read
 // that meets the end of the file is processed too: a file ending with a line feed repeats its
-// last record. Appends to `table`; returns non-zero (reading a text stream cannot fail otherwise).
-int ReadOrbitFile(std::istream& in, double ref_jd, AMOrbTXYZArray& table);
+// last record. Appends to `table`; returns non-zero on success.
+// A time or position that is not a finite number, or more than kMaxOrbitRecords records, refuse
+// the file: 0 is returned with the reason ("record 12: position is not a finite number") in
+// *error, and the table keeps the records read before.
+inline constexpr int kMaxOrbitRecords = 1 << 22;
+int ReadOrbitFile(std::istream& in, double ref_jd, AMOrbTXYZArray& table, std::string* error = nullptr);

@@ -12,6 +12,7 @@
 #include "coverage/frame_of_date.h"
 #include "coverage/orbit_table.h"
 #include "coverage/uv_point.h"
+#include "observation/obs_limits.h"
 
 namespace {
 
@@ -79,6 +80,12 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
     Fail(kBadTimeStep);
     return 0;
   }
+  // A sampling that would not end, or would fill the disk, is refused before the file is made.
+  if (const std::string why = CheckTimeSampling(obs); !why.empty()) {
+    if (messages) messages->Show(why);
+    Fail(kTooManySamples);
+    return 0;
+  }
 
   // 1. The temporary file beside the output.
   const std::string path = MakeUVTempPath(obs.output_path);
@@ -101,7 +108,12 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
       Fail(kOrbitFailed);
       return 0;
     }
-    ReadOrbitFile(in, jd0, tables[static_cast<std::size_t>(i)]);
+    std::string why;
+    if (!ReadOrbitFile(in, jd0, tables[static_cast<std::size_t>(i)], &why)) {
+      if (messages) messages->Show("Orbit file " + tl.orbit_file + ": " + why);
+      Fail(kOrbitFailed);
+      return 0;
+    }
   }
   std::vector<TelescopeSetup> setup(static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i) {

@@ -32,12 +32,14 @@ class AMUVPlane {
     kNotRun = 0,
     kDone,         // a UV-point file with at least one point was written
     kNoTempFile,   // the temporary file could not be created (no message)
-    kOrbitFailed,  // an orbit file could not be opened ("Can`t open orbit fule: " + path)
+    kOrbitFailed,  // an orbit file could not be opened ("Can`t open orbit fule: " + path) or is
+                   // damaged ("Orbit file " + path + ": " + the reason)
     kStopped,      // the stop flag was set; the temporary file is deleted
     kNoPoints,     // no pair saw the source; file deleted, message 304 + "(count)"
     kTooManyTelescopes,  // more than 255 telescopes: the record's telescope numbers are bytes
     kWriteFailed,  // a write to the temporary file failed; the file is deleted
     kBadTimeStep,  // the time step is not a positive number ("Invalid time step.")
+    kTooManySamples,  // the sampling exceeds the limits of CheckTimeSampling (its reason shown)
   };
 
   AMUVPlane() = default;

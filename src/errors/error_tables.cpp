@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <unordered_map>
 #include <vector>
 
 #include "core/text.h"
@@ -29,31 +30,34 @@ bool Skipped(const std::string& line) {
   return t.empty() || t.front() == '#';
 }
 
-std::string Quote(const std::string& s) { return "\"" + s + "\""; }
+// Text from the file, escaped, in double quotes.
+std::string Quote(const std::string& s) { return "\"" + EscapeText(s, 80) + "\""; }
 
 // Reads the header and the data lines of a table; column positions of `wanted` (-1 when missing).
 class TableReader {
  public:
   TableReader(std::istream& in, std::string* error) : in_(in), error_(error) {}
 
-  // Reads the header line; 0 when there is none or a heading repeats.
+  // Reads the header line; 0 when there is none or a heading repeats. The headings go into a
+  // hash map by their upper-case text, so a header of many columns is checked in linear time.
   int Header() {
     std::string line;
     while (Next(line))
       if (!Skipped(line)) {
         header_ = SplitTabs(line);
-        for (std::size_t i = 0; i < header_.size(); ++i)
-          for (std::size_t j = 0; j < i; ++j)
-            if (!header_[i].empty() && toUpper(header_[i]) == toUpper(header_[j]))
-              return Fail("line " + std::to_string(line_no_) + ": column " + Quote(header_[i]) + " appears twice");
+        columns_.reserve(header_.size());
+        for (std::size_t i = 0; i < header_.size(); ++i) {
+          if (header_[i].empty()) continue;
+          if (!columns_.emplace(toUpper(header_[i]), int(i)).second)
+            return Fail("line " + std::to_string(line_no_) + ": column " + Quote(header_[i]) + " appears twice");
+        }
         return 1;
       }
     return Fail("no header line");
   }
   int Find(const std::string& heading) const {
-    for (std::size_t i = 0; i < header_.size(); ++i)
-      if (toUpper(header_[i]) == toUpper(heading)) return int(i);
-    return -1;
+    const auto it = columns_.find(toUpper(heading));
+    return it == columns_.end() ? -1 : it->second;
   }
   int CountPrefix(const std::string& prefix) const {
     int n = 0;
@@ -129,6 +133,7 @@ class TableReader {
   std::istream& in_;
   std::string* error_;
   std::vector<std::string> header_;
+  std::unordered_map<std::string, int> columns_;  // upper-case heading -> column
   int line_no_ = 0;
 };
 
@@ -186,6 +191,7 @@ int ReadErrorsTable(std::istream& in, AMTlscErrors& tlscs, std::string* error) {
     t.delay = v[4];
     t.fringe_acc = v[5];
     t.delay_acc = v[6];
+    GrowWithCount(result);
     result.Add(t);
   }
   if (in.bad()) return r.Fail("read error");
@@ -212,9 +218,11 @@ int ReadSefdTable(std::istream& in, AObjArray<AMSfdItem>& items, int* n_if, std:
       double v;
       if (!r.Number(f, col, &v)) return 0;
       if (v < 0) return r.FailAt(col, "an SEFD must be >= 0");
+      GrowWithCount(t.sefd);
       t.sefd.Add(v);
     }
     if (!r.NoExtra(f)) return 0;
+    GrowWithCount(result);
     result.Add(t);
   }
   if (in.bad()) return r.Fail("read error");

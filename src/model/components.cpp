@@ -170,14 +170,15 @@ int LoadComponents(std::istream& in, AComponents& model, std::string* error) {
     ACompItem item;
     int type = 0;
     if (!ParseInt(tokens[0], type) || type < 1 || type > kCompTypeCount)
-      return fail(LineError(number, "type must be a whole number from 1 to 7, found \"" + std::string(tokens[0]) + "\""));
+      return fail(LineError(number, "type must be a whole number from 1 to 7, found \"" + EscapeText(tokens[0], 60) + "\""));
     item.type = type;
     double* fields[7] = {&item.flux, &item.large_axis, &item.axis_ratio, &item.inclination,
                          &item.position_angle, &item.distance, &item.width};
     for (int k = 0; k < 7; ++k)
       if (!ParseDouble(tokens[k + 1], *fields[k]))
-        return fail(LineError(number, std::string(kFieldNames[k + 1]) + " is not a finite number: \"" + std::string(tokens[k + 1]) + "\""));
+        return fail(LineError(number, std::string(kFieldNames[k + 1]) + " is not a finite number: \"" + EscapeText(tokens[k + 1], 60) + "\""));
     if (loaded.GetSize() >= (1 << 30)) return fail(LineError(number, "too many components"));
+    GrowWithCount(loaded);
     loaded.Add(item);
   }
   if (in.bad()) return fail("read error");

@@ -12,6 +12,7 @@
 
 #include "core/astro_time.h"
 #include "core/file.h"
+#include "core/text.h"
 #include "model/map_file.h"
 
 namespace {
@@ -84,7 +85,7 @@ bool AxisStep(fitsfile* f, int n, double& step, std::string& why) {
   }
   const std::string unit = ReadText(f, ("CUNIT" + i).c_str());
   if (!unit.empty() && unit != "deg" && unit != "DEG" && unit != "degree" && unit != "DEGREE") {
-    why = "axis " + i + " unit '" + unit + "' is not degrees";
+    why = "axis " + i + " unit '" + EscapeText(unit, 40) + "' is not degrees";
     return false;
   }
   return true;

@@ -65,7 +65,7 @@ int AMSIMap::Load(std::istream& in, std::string* error) {
   int number = 0;
   bool have_shape = false;
   std::uint32_t r = 0, c = 0, filled = 0;
-  AMatrix<float> m;
+  std::vector<float> values;  // grows with the rows read: a large announced size allocates nothing
   auto at = [&](const std::string& why) { return Fail(error, "line " + std::to_string(number) + ": " + why); };
   while (std::getline(in, line)) {
     ++number;
@@ -80,24 +80,28 @@ int AMSIMap::Load(std::istream& in, std::string* error) {
           std::uint64_t{r} * c > kMaxValues)
         return at("bad or too large size");
       if (c == 0) r = 0;
-      m.Resize(r, c);
       have_shape = true;
       continue;
     }
     if (filled == r) return at("more rows than the " + std::to_string(r) + " announced");
     if (tokens.size() != c)
       return at(std::to_string(tokens.size()) + " values where " + std::to_string(c) + " were expected");
-    for (std::uint32_t k = 0; k < c; ++k)
-      if (!ParseFloat(tokens[k], m(filled, k))) {
+    for (std::uint32_t k = 0; k < c; ++k) {
+      float v = 0;
+      if (!ParseFloat(tokens[k], v)) {
         std::string what = "'";  // built by appending: GCC 12 warns wrongly on "'" + ...
-        what.append(tokens[k]).append("' is not a finite number");
+        what.append(EscapeText(tokens[k], 60)).append("' is not a finite number");
         return at(what);
       }
+      values.push_back(v);
+    }
     ++filled;
   }
   if (!have_shape) return Fail(error, "no \"SIMAP <rows> <columns>\" line");
   if (filled != r)
     return Fail(error, "only " + std::to_string(filled) + " of " + std::to_string(r) + " rows present");
+  AMatrix<float> m(r, c);
+  std::copy(values.begin(), values.end(), m.data);
   AMatrix<float>::operator=(m);
   return 1;
 }

@@ -27,6 +27,8 @@
 #include "core/runtime.h"
 
 inline constexpr const char* kInvalidFrequency = "Invalid frequency.";
+// Most frequency IDs (rows) and IFs (columns) a set-up read from a file may have.
+inline constexpr std::int32_t kMaxFreqSetupAxis = 65536;
 
 class AMFreqSetup {
  public:
@@ -36,7 +38,8 @@ class AMFreqSetup {
   AMFreqSetup& operator=(const AMFreqSetup&) = default;
 
   // Reads or writes the binary block; 1 on success, 0 at the first failed read or write. Load
-  // refuses negative or impossible counts (checked against the bytes left in the stream).
+  // refuses negative or impossible counts (checked against the bytes left in the stream) and
+  // more than kMaxFreqSetupAxis rows or columns.
   template <class Stream>
   int Load(Stream& s);
   template <class Stream>
@@ -107,7 +110,8 @@ int AMFreqSetup::Load(Stream& s) {
   table.Resize(0, 0);
   std::int32_t rows = 0, cols = 0;
   if (!s.Read(&rows, 4) || !s.Read(&cols, 4)) return 0;
-  if (rows < 0 || cols < 0) return 0;
+  // A table without cells still has to stay within the axis limit: its rows are looped over.
+  if (rows < 0 || cols < 0 || rows > kMaxFreqSetupAxis || cols > kMaxFreqSetupAxis) return 0;
   const std::uint64_t cells = std::uint64_t(rows) * std::uint64_t(cols);
   if (!obs_detail::Fits(s, cells * 16)) return 0;
   table.Resize(static_cast<std::uint32_t>(rows), static_cast<std::uint32_t>(cols));

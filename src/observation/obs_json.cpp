@@ -88,12 +88,13 @@ json TelescopeToJson(const AMTlscItem& t, const AMTlscCatalog* catalog) {
 
 // ---- reading --------------------------------------------------------------------------------
 
-// Collects the first error with the path of the offending key.
+// Collects the first error with the path of the offending key. Keys and values quoted from the
+// file are escaped so that the message is safe to print.
 struct Reader {
   std::string error;
 
   bool Fail(const std::string& path, const std::string& what) {
-    if (error.empty()) error = (path.empty() ? std::string("observation") : path) + ": " + what;
+    if (error.empty()) error = EscapeText((path.empty() ? std::string("observation") : path) + ": " + what, 400);
     return false;
   }
   bool Object(const json& j, const std::string& path, std::initializer_list<const char*> allowed) {
@@ -110,6 +111,7 @@ struct Reader {
   }
   bool Number(const json& j, const std::string& path, double& out) {
     if (!j.is_number()) return Fail(path, "expected a number");
+    if (!std::isfinite(j.get<double>())) return Fail(path, "not a finite number");
     out = j.get<double>();
     return true;
   }
@@ -242,6 +244,7 @@ bool ReadIntervals(Reader& r, const json& j, AMObservation& obs) {
     if (!j[i].contains("stop")) return r.Fail(path + ".stop", "missing");
     if (!r.Time(j[i]["start"], path + ".start", t.start) || !r.Time(j[i]["stop"], path + ".stop", t.stop)) return false;
     if (j[i].contains("freq_id") && !r.Int32(j[i]["freq_id"], path + ".freq_id", t.freq_id)) return false;
+    GrowWithCount(obs.intervals);
     obs.intervals.Add(t);
   }
   return true;
@@ -445,6 +448,7 @@ int ObservationFromJson(const json& j, AMObservation& target, std::string& error
     for (std::size_t i = 0; i < tl.size(); ++i) {
       AMTlscItem t;
       if (!ReadTelescope(r, tl[i], "telescopes[" + std::to_string(i) + "]", catalog, t)) return done(false);
+      GrowWithCount(list);
       list.Add(t);
     }
     obs.telescopes = list;

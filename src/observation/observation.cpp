@@ -9,6 +9,7 @@
 #include "core/messages.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "observation/obs_limits.h"
 
 namespace {
 
@@ -115,6 +116,7 @@ template <class Stream>
 int LoadObservation(Stream& s, AMObservation& target) {
   AMObservation fresh(getfPath(target.output_path));
   if (!fresh.Load(s)) return 0;
+  if (!FirstNonFiniteValue(fresh).empty()) return 0;  // a damaged file
   target = fresh;
   return 1;
 }

@@ -61,6 +61,7 @@ class AMObservation {
 };
 
 // Loads into a fresh object and assigns it to `target` only on success; non-zero on success.
+// An observation holding a value that is not a finite number is refused as damaged.
 template <class Stream>
 int LoadObservation(Stream& s, AMObservation& target);
 // File conveniences. SaveObservationFile writes beside the target and renames on success, so the

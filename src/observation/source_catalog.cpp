@@ -9,7 +9,7 @@
 int ReadSources(std::istream& in, AMSourceCatalog& catalog) {
   std::string line;
   double ra = 0, dec = 0;  // a line whose coordinates do not parse keeps the previous values
-  while (std::getline(in, line)) {
+  while (catalog.GetSize() < kMaxSourceEntries && std::getline(in, line)) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.size() > 127) line.resize(127);
     if (trim(line).empty() || line.front() == ';') continue;
@@ -23,6 +23,7 @@ int ReadSources(std::istream& in, AMSourceCatalog& catalog) {
     if (n >= 4) strToAngle(w[3].c_str(), dec);
     item.ra_time_s = ra;
     item.dec_arcsec = dec;
+    GrowWithCount(catalog);
     catalog.Add(item);
   }
   return 1;

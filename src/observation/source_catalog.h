@@ -25,6 +25,9 @@ struct AMSourceInfoItem {
 
 using AMSourceCatalog = AObjArray<AMSourceInfoItem>;
 
+// Most sources read from a catalogue file; the lines after them are not read.
+inline constexpr int kMaxSourceEntries = 1 << 20;
+
 // Reads the catalogue in file order; always non-zero for a stream.
 int ReadSources(std::istream& in, AMSourceCatalog& catalog);
 // Loads the file; when it cannot be opened shows "ca`t open" and returns 0.

@@ -71,14 +71,32 @@ int ParseTelescopeLine(std::string_view line, AMTlscInfoItem& item) {
   return n < 0 ? 0 : n;
 }
 
-int ReadTelescopes(std::istream& in, AMTlscCatalog& catalog) {
+int FirstNonFiniteParameter(const AMTlscInfoItem& item, int fields) {
+  for (int k = 0; k < tlsc::kParamCount && 3 + k < fields; ++k)
+    if (!std::isfinite(item.params[k])) return k;
+  return -1;
+}
+
+int ReadTelescopes(std::istream& in, AMTlscCatalog& catalog, std::string* refused) {
   std::string line;
+  long number = 0, skipped = 0;
   while (ReadCatalogLine(in, line)) {
+    ++number;
     if (IsCommentLine(line)) continue;
     AMTlscInfoItem item;
-    ParseTelescopeLine(line, item);
+    const int fields = ParseTelescopeLine(line, item);
+    const int bad = FirstNonFiniteParameter(item, fields);
+    if (bad >= 0 || catalog.GetSize() >= kMaxCatalogEntries) {
+      if (refused && skipped++ == 0)
+        *refused = "line " + std::to_string(number) + ": " +
+                   (bad >= 0 ? "parameter " + std::to_string(bad + 1) + " is not a finite number"
+                             : std::string("more entries than a catalogue holds"));
+      continue;
+    }
+    GrowWithCount(catalog);
     catalog.Add(item);
   }
+  if (refused && skipped > 1) *refused += " (" + std::to_string(skipped) + " lines left out)";
   return 1;
 }
 
@@ -86,11 +104,11 @@ void WriteTelescopes(std::ostream& out, const AMTlscCatalog& catalog) {
   for (int i = 0; i < catalog.count; ++i) out << FormatTelescopeLine(i + 1, catalog[i]) << '\n';
 }
 
-int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog) {
+int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog, std::string* refused) {
   catalog = AMTlscCatalog();  // RemoveAll keeps the capacity without storage: start afresh
   std::ifstream in(path);
   if (!in) return 0;
-  return ReadTelescopes(in, catalog);
+  return ReadTelescopes(in, catalog, refused);
 }
 
 int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages) {

@@ -42,16 +42,27 @@ void SortTlscCatalog(AMTlscCatalog& catalog);
 // One line of the file without its line feed; `line_number` is 1-based.
 std::string FormatTelescopeLine(int line_number, const AMTlscInfoItem& item);
 // Parses one non-comment line; returns the number of fields converted (12 when complete). The
-// fields that were not read keep their cleared values; `extra` is 0.
+// fields that were not read keep their cleared values; `extra` is 0. A parameter that is not a
+// finite number ends the parse like a field that does not convert.
 int ParseTelescopeLine(std::string_view line, AMTlscInfoItem& item);
 
+// Index of the first of the `fields` parsed fields that holds a parameter that is not a finite
+// number, -1 when there is none.
+int FirstNonFiniteParameter(const AMTlscInfoItem& item, int fields);
+
+// Most entries read from a catalogue file.
+inline constexpr int kMaxCatalogEntries = 65536;
+
 // Reads a catalogue: entries appended in file order, not sorted. Always non-zero for a stream.
-int ReadTelescopes(std::istream& in, AMTlscCatalog& catalog);
+// A line holding a parameter that is not a finite number ("nan", "inf", 1e999) is refused and
+// left out, as are lines beyond kMaxCatalogEntries entries; `refused` then names the first of
+// them and how many there were.
+int ReadTelescopes(std::istream& in, AMTlscCatalog& catalog, std::string* refused = nullptr);
 // Writes all entries, numbered from 1.
 void WriteTelescopes(std::ostream& out, const AMTlscCatalog& catalog);
 // Loads `path` into a cleared catalogue; a missing file gives an empty catalogue (returns 0,
 // with no message).
-int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog);
+int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog, std::string* refused = nullptr);
 // Rewrites the whole file (beside the target, then renamed); on failure shows
 // "err telescope file" and returns 0.
 int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages);

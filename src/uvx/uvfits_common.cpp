@@ -10,6 +10,24 @@ int CloseFits(FitsPtr& file) {
   return status;
 }
 
+int FitsReadKey(fitsfile* f, int type, const char* key, void* value, int* status) {
+  if (*status > 0) return *status;
+  switch (type) {
+    case TBYTE: case TSBYTE: case TSHORT: case TUSHORT: case TINT: case TUINT: case TLONG: case TULONG:
+    case TLONGLONG: case TULONGLONG: {
+      char text[FLEN_VALUE] = {};
+      if (fits_read_keyword(f, key, text, nullptr, status)) return *status;  // KEY_NO_EXIST when absent
+      std::string_view v(text);
+      while (!v.empty() && v.front() == ' ') v.remove_prefix(1);
+      while (!v.empty() && v.back() == ' ') v.remove_suffix(1);
+      if (v.size() > 21) return *status = BAD_INTKEY;  // a sign and 20 digits at most
+      break;
+    }
+    default: break;
+  }
+  return fits_read_key(f, type, key, value, nullptr, status);
+}
+
 std::string FitsError(int status) {
   char text[FLEN_STATUS] = {};
   fits_get_errstatus(status, text);

@@ -39,6 +39,12 @@ int CloseFits(FitsPtr& file);
 // "cfitsio: <status text>: <first message on cfitsio's stack>"; clears the stack.
 std::string FitsError(int status);
 
+// fits_read_key, safe on a damaged header. cfitsio's conversion of a keyword to an integer
+// overflows its message buffer, and the program aborts, when the value is unparsable text of 24
+// characters or more; so for the integer types the value text is read first and anything longer
+// than an integer can be written is refused with BAD_INTKEY. Same contract as fits_read_key.
+int FitsReadKey(fitsfile* f, int type, const char* key, void* value, int* status);
+
 // Extension names of the tables we exchange.
 inline constexpr const char* kAntennaExt = "AIPS AN";
 inline constexpr const char* kFrequencyExt = "AIPS FQ";

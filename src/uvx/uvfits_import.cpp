@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/astro_time.h"
+#include "core/text.h"
 #include "uvx/uvfits_common.h"
 #include "uvx/uvfits_import_tables.h"
 #include "uvx/uvfits_layout.h"
@@ -71,6 +72,9 @@ struct GroupReader {
       days += RawElement(raw, p, l.bitpix) * l.params[std::size_t(p)].scale;
       zero += l.params[std::size_t(p)].zero;
     }
+    // A Julian day outside 0 .. 10^7 (4713 BC to AD 22666) is a damaged DATE: refused before it
+    // becomes a reference day or a time no frame computation can take.
+    if (!(zero + days > 0 && zero + days < 1e7)) return error = where() + "DATE is not a Julian day of 0 .. 10^7", 0;
     if (!jd0) jd0 = std::floor(zero + days - 0.5) + 0.5;
     // Rounded to the microsecond: two float32 DATE parameters carry about 50 ps, one carries
     // milliseconds at best; the rounding only removes the noise of the day-to-second conversion.
@@ -245,11 +249,16 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
 
 }  // namespace
 
+// Reasons may quote the file's keywords: they are escaped before anyone prints them.
 int ImportUVFITS(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
                  MessageSink* messages, std::string& error, UVFitsSummary* summary, UVFitsFrame frame) {
-  return Import(fits_path, uvx_path, progress, stop, messages, error, summary, false, frame);
+  const int ok = Import(fits_path, uvx_path, progress, stop, messages, error, summary, false, frame);
+  if (!ok) error = EscapeText(error, 400);
+  return ok;
 }
 
 int ImportUVFITSGeneral(const std::string& fits_path, const std::string& uvx_path, std::string& error) {
-  return Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true, UVFitsFrame::Date);
+  const int ok = Import(fits_path, uvx_path, nullptr, nullptr, nullptr, error, nullptr, true, UVFitsFrame::Date);
+  if (!ok) error = EscapeText(error, 400);
+  return ok;
 }

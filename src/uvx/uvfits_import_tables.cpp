@@ -91,19 +91,19 @@ void BuildSourceTable(const UVFitsLayout& l, double epoch, ImportTables& out) {
 std::int64_t HduDataBytes(fitsfile* f, int* status) {
   int bitpix = 8, naxis = 0, groups = 0;
   long long pcount = 0, gcount = 1;
-  fits_read_key(f, TINT, "BITPIX", &bitpix, nullptr, status);
-  fits_read_key(f, TINT, "NAXIS", &naxis, nullptr, status);
+  FitsReadKey(f, TINT, "BITPIX", &bitpix, status);
+  FitsReadKey(f, TINT, "NAXIS", &naxis, status);
   if (*status) return -1;
   int st = 0;
-  fits_read_key(f, TLONGLONG, "PCOUNT", &pcount, nullptr, &st), st = 0;
-  fits_read_key(f, TLONGLONG, "GCOUNT", &gcount, nullptr, &st), st = 0;
-  fits_read_key(f, TLOGICAL, "GROUPS", &groups, nullptr, &st);
+  FitsReadKey(f, TLONGLONG, "PCOUNT", &pcount, &st), st = 0;
+  FitsReadKey(f, TLONGLONG, "GCOUNT", &gcount, &st), st = 0;
+  FitsReadKey(f, TLOGICAL, "GROUPS", &groups, &st);
   fits_clear_errmsg();
   if (naxis == 0) return 0;
   std::int64_t product = 1;
   for (int a = groups ? 2 : 1; a <= naxis; ++a) {
     long long len = 0;
-    if (fits_read_key(f, TLONGLONG, ("NAXIS" + std::to_string(a)).c_str(), &len, nullptr, status)) return -1;
+    if (FitsReadKey(f, TLONGLONG, ("NAXIS" + std::to_string(a)).c_str(), &len, status)) return -1;
     if (len < 0 || len > (std::int64_t{1} << 40) || (product > 0 && len > (std::int64_t{1} << 50) / product)) return -1;
     product *= len;
   }
@@ -131,7 +131,7 @@ int ReadImportTables(fitsfile* f, const UVFitsLayout& l, std::int64_t file_bytes
     }
     char name[FLEN_VALUE] = {};
     int st = 0;
-    fits_read_key(f, TSTRING, "EXTNAME", name, nullptr, &st);
+    FitsReadKey(f, TSTRING, "EXTNAME", name, &st);
     fits_clear_errmsg();
     const std::string ext = Normalized(name);
     LONGLONG head = 0, data = 0, end = 0;
@@ -175,8 +175,8 @@ int ReadImportTables(fitsfile* f, const UVFitsLayout& l, std::int64_t file_bytes
   double& epoch = out.epoch;
   fits_movabs_hdu(f, 1, nullptr, &status);
   int st = 0;
-  fits_read_key(f, TSTRING, "OBJECT", object, nullptr, &st), st = 0;
-  if (fits_read_key(f, TDOUBLE, "EPOCH", &epoch, nullptr, &st)) st = 0, fits_read_key(f, TDOUBLE, "EQUINOX", &epoch, nullptr, &st);
+  FitsReadKey(f, TSTRING, "OBJECT", object, &st), st = 0;
+  if (FitsReadKey(f, TDOUBLE, "EPOCH", &epoch, &st)) st = 0, FitsReadKey(f, TDOUBLE, "EQUINOX", &epoch, &st);
   fits_clear_errmsg();
   if (status) return Fail(error, FitsError(status));
   out.object = Normalized(object).empty() ? std::string() : std::string(object);

@@ -18,7 +18,7 @@ std::string Indexed(const char* key, int n) { return std::string(key) + std::to_
 // The keyword's value, or `fallback` when it is missing; false (with status set) when it is
 // present but not of that type.
 bool ReadOptional(fitsfile* f, int type, const std::string& key, void* value, int* status) {
-  fits_read_key(f, type, key.c_str(), value, nullptr, status);
+  FitsReadKey(f, type, key.c_str(), value, status);
   if (*status == KEY_NO_EXIST) {
     *status = 0;
     fits_clear_errmsg();
@@ -42,8 +42,8 @@ int ReadUVFitsLayout(fitsfile* f, UVFitsLayout& l, std::string& error) {
   long long naxis1 = -1, pcount = -1, gcount = -1;
   if (!ReadOptional(f, TLOGICAL, "GROUPS", &groups, &status) || !groups)
     return Fail(error, "not a random-groups UVFITS file (the primary header has no GROUPS = T)");
-  if (fits_read_key(f, TINT, "BITPIX", &l.bitpix, nullptr, &status) ||
-      fits_read_key(f, TINT, "NAXIS", &naxis, nullptr, &status))
+  if (FitsReadKey(f, TINT, "BITPIX", &l.bitpix, &status) ||
+      FitsReadKey(f, TINT, "NAXIS", &naxis, &status))
     return Fail(error, FitsError(status));
   if (l.bitpix != 8 && l.bitpix != 16 && l.bitpix != 32 && l.bitpix != 64 && l.bitpix != -32 && l.bitpix != -64)
     return Fail(error, "BITPIX " + std::to_string(l.bitpix) + " is not a FITS data type");
@@ -99,7 +99,7 @@ int ReadUVFitsLayout(fitsfile* f, UVFitsLayout& l, std::string& error) {
     long long len = -1;
     char ctype[FLEN_VALUE] = {};
     double crval = 0, cdelt = 1, crpix = 1;
-    if (fits_read_key(f, TLONGLONG, Indexed("NAXIS", a).c_str(), &len, nullptr, &status))
+    if (FitsReadKey(f, TLONGLONG, Indexed("NAXIS", a).c_str(), &len, &status))
       return Fail(error, "NAXIS" + std::to_string(a) + " is missing");
     ReadOptional(f, TSTRING, Indexed("CTYPE", a), ctype, &status);
     ReadOptional(f, TDOUBLE, Indexed("CRVAL", a), &crval, &status);

@@ -182,6 +182,58 @@ TEST(AObjArrayElements, InsertRemoveAndDeepCopy) {
   EXPECT_EQ(copy.capacity, 300);
 }
 
+// Cases found in review: each wrote or read memory the array did not own.
+TEST(ContainerStorage, NeverUsesMemoryItDoesNotHold) {
+  // Appending an element of the array itself while the array must grow.
+  AArray<int> full;
+  for (int i = 0; i < 256; ++i) full.Add(i + 1);
+  ASSERT_EQ(full.count, full.capacity);
+  for (int k = 0; k < 4; ++k) full.Add(full[k]);
+  EXPECT_EQ(full.capacity, 512);
+  for (int k = 0; k < 4; ++k) EXPECT_EQ(full[256 + k], k + 1);
+  full.InsertAt(0, full[259]);  // inside the array, with room
+  EXPECT_EQ(full[0], 4);
+
+  // Smaller then larger: the recorded capacity (the old count) exceeds the storage in between.
+  AObjArray<std::string> names(3);
+  names[0] = "Ef", names[1] = "Wb", names[2] = "Mc";
+  names.SetSize(10);
+  names.SetSize(5);
+  EXPECT_EQ(names.capacity, 10);  // the observable value stays as documented
+  names.SetSize(9);
+  names[8] = "last";
+  EXPECT_EQ(names[2], "Mc");
+  EXPECT_EQ(names[7], "");
+  EXPECT_EQ(names[8], "last");
+  names.Add("added");
+  EXPECT_EQ(names[9], "added");
+  EXPECT_EQ(names.count, 10);
+
+  // No storage after RemoveAll or a Load of count 0, while the capacity keeps its value.
+  AArray<double> plain;
+  plain.Add(1.5);
+  plain.RemoveAll();
+  plain.Add(2.5);
+  EXPECT_EQ(plain.count, 1);
+  EXPECT_EQ(plain[0], 2.5);
+  AMemoryFile zero(std::string(4, '\0'));
+  AArray<double> loaded;
+  loaded.Add(1.0);
+  ASSERT_TRUE(loaded.Load(zero));
+  ASSERT_EQ(loaded.data, nullptr);
+  loaded.Add(3.0);
+  EXPECT_EQ(loaded[0], 3.0);
+  AMemoryFile two(std::string("\x02\x00\x00\x00", 4) + std::string(16, '\0'));
+  loaded.RemoveAll();
+  ASSERT_TRUE(loaded.Load(two));  // capacity 256 recorded, no storage: Load must allocate
+  EXPECT_EQ(loaded[1], 0.0);
+  AObjArray<std::string> objects;
+  objects.Add("a");
+  objects.RemoveAll();
+  objects.Add("b");
+  EXPECT_EQ(objects[0], "b");
+}
+
 TEST(AMatrixStorage, AlignedAndReusedOnEqualElementCount) {
   AMatrix<float> m(3, 5);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(m.data) % 32, 0u);

@@ -113,6 +113,34 @@ TEST(ObservationTimeText, DaysFromTheSecondDayOn) {
   EXPECT_EQ(dateTimeToStr(3723.25), "01:02:03.3");  // half rounds away from zero
   EXPECT_EQ(dateTimeToStr(86400 + 3723, 0), "1d 01:02:03");
   EXPECT_EQ(dateTimeToStr(86399.96), "24:00:00.0");
+  // Times no day count holds print as numbers (a damaged file, not a crash or a wrapped count).
+  EXPECT_EQ(dateTimeToStr(1e300), "1e+300");
+  EXPECT_EQ(dateTimeToStr(-1e300), "-1e+300");
+  EXPECT_EQ(dateTimeToStr(9.3e17, 2), "9.3e+17");
+  EXPECT_EQ(timeToStr(1e19), "1e+19");
+  EXPECT_EQ(angleToStr(-1e200), "-1e+200");
+  EXPECT_EQ(dateTimeToStr(1e12), "11574074d 01:46:40.0");
+}
+
+TEST(MessageText, EscapesWhatATerminalWouldActOn) {
+  const struct {
+    std::string in;
+    std::string out;
+  } cases[] = {
+      {"3C345 ok", "3C345 ok"},
+      {"tab\there", "tab\\there"},
+      {"a\tb\nc\rd", "a\\tb\\nc\\rd"},
+      {"\x1b[31mred\x1b[0m", "\\x1B[31mred\\x1B[0m"},
+      {std::string("nul\0byte", 8), "nul\\x00byte"},
+      {"\x7f\xff\xc0\xaf", "\\x7F\\xFF\\xC0\\xAF"},          // DEL, never valid, overlong
+      {"Onsala \xc3\xa5 \xe2\x82\xac \xf0\x9f\x93\xa1", "Onsala \xc3\xa5 \xe2\x82\xac \xf0\x9f\x93\xa1"},
+      {"c1 \xc2\x9b", "c1 \\xC2\\x9B"},                            // C1 control (CSI)
+      {"cut \xe2\x82", "cut \\xE2\\x82"},                           // sequence cut short
+      {"\xed\xa0\x80", "\\xED\\xA0\\x80"},                         // surrogate
+  };
+  for (const auto& c : cases) EXPECT_EQ(EscapeText(c.in), c.out) << c.in;
+  EXPECT_EQ(EscapeText(std::string(500, 'x'), 10), std::string(10, 'x') + "...");
+  EXPECT_EQ(EscapeText(std::string(5, '\x01'), 8), "\\x01\\x01...");
 }
 
 TEST(NumberText, ValToStrReadsBackExactly) {

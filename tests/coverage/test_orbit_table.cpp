@@ -57,6 +57,10 @@ TEST(OrbitTableLookup, TablesWithoutASegmentFindNothing) {
   auto twice = Table({{5, 1, 2, 3}, {5, 1, 2, 3}});
   ASSERT_TRUE(twice.Interpolate(5, p));
   EXPECT_DOUBLE_EQ(p[2], 3);
+  // Times of a damaged file clamped to +-9e18 s: their difference does not fit an int64.
+  auto far = Table({{-9000000000000000000, 0, 0, 0}, {9000000000000000000, 2, 4, 6}});
+  ASSERT_TRUE(far.Interpolate(0, p));
+  EXPECT_DOUBLE_EQ(p[2], 3);
 }
 
 constexpr const char* kHeader =
@@ -129,6 +133,26 @@ TEST(OrbitFileReader, FilesWithoutDataGiveNoRecords) {
   ReadOrbitFile(huge, 2458849.5, d);
   ASSERT_EQ(d.GetSize(), 1);
   EXPECT_GT(d[0].t_s, 0);
+}
+
+TEST(OrbitFileReader, ValuesThatAreNotFiniteRefuseTheFile) {
+  const struct {
+    const char* record;
+    const char* error;
+  } cases[] = {
+      {"2020-01-01T00:00:20 nan 8 9", "record 2: position is not a finite number"},
+      {"2020-01-01T00:00:20 7 -inf 9", "record 2: position is not a finite number"},
+      {"2020-01-01T00:00:20 7 8 1e306", "record 2: position is not a finite number"},  // in metres
+      {"2020-01-01T00:00:inf 7 8 9", "record 2: time is not a finite number"},
+  };
+  for (const auto& c : cases) {
+    std::istringstream in(std::string(kHeader) + "2020-01-01T00:00:10 1 2 3\n" + c.record + "\n");
+    AMOrbTXYZArray t;
+    std::string error;
+    EXPECT_FALSE(ReadOrbitFile(in, 2458849.5, t, &error)) << c.record;
+    EXPECT_EQ(error, c.error);
+    EXPECT_EQ(t.GetSize(), 1);  // the records before stay
+  }
 }
 
 }  // namespace

@@ -252,15 +252,47 @@ TEST_F(UVPlaneRules, OrbitFilesAndElements) {
   EXPECT_GT(std::fabs(p.u) + std::fabs(p.v) + std::fabs(p.w), 0.1);
 }
 
-TEST_F(UVPlaneRules, RefusesANonPositiveStep) {
+TEST_F(UVPlaneRules, RefusesStepsAndSamplingsThatWouldNotEnd) {
+  const struct {
+    double step, start, stop;
+    AMUVPlane::Status status;
+  } cases[] = {
+      {0, 0, 100, AMUVPlane::kBadTimeStep},
+      {1, 0, 1e12, AMUVPlane::kTooManySamples},    // would fill the disk
+      {1, 1e17, 1e17, AMUVPlane::kTooManySamples},  // t += step would not advance
+      {1e-9, 10, 10, AMUVPlane::kTooManySamples},
+  };
+  for (const auto& c : cases) {
+    AMObservation obs = SmallObservation(dir_.string());
+    obs.intervals.Add({c.start, c.stop, 1, 0});
+    obs.time_step_s = c.step;
+    AMUVPlane plane;
+    MessageRecorder messages;
+    EXPECT_FALSE(plane.Calculate(obs, nullptr, nullptr, &messages));
+    EXPECT_EQ(plane.GetStatus(), c.status) << c.start;
+    EXPECT_EQ(messages.shown.size(), 1u);
+    EXPECT_TRUE(Files().empty());
+  }
+  // An orbit file holding "nan" is refused with its name and record; no temporary file remains.
   AMObservation obs = SmallObservation(dir_.string());
   obs.intervals.Add({0.0, 100.0, 1, 0});
-  obs.time_step_s = 0;
+  AMTlscItem orb;
+  orb.name = "RA";
+  orb.kind = kTlscOrbital;
+  orb.use_orbit_file = 1;
+  orb.orbit_file = Path("ra.org");
+  obs.telescopes.Add(orb);
+  {
+    std::ofstream org(Path("ra.org"));
+    org << "META_STOP\n\n2024-03-15T00:00:00 100000 nan 30000\n";
+  }
   AMUVPlane plane;
   MessageRecorder messages;
   EXPECT_FALSE(plane.Calculate(obs, nullptr, nullptr, &messages));
-  EXPECT_EQ(plane.GetStatus(), AMUVPlane::kBadTimeStep);
-  EXPECT_TRUE(Files().empty());
+  EXPECT_EQ(plane.GetStatus(), AMUVPlane::kOrbitFailed);
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(messages.shown[0], "Orbit file " + Path("ra.org") + ": record 1: position is not a finite number");
+  EXPECT_EQ(Files(), std::vector<std::string>{"ra.org"});
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 // templates made from a file's AN table.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <sstream>
 
@@ -131,6 +132,31 @@ TEST(ErrorTables, SefdRoundTripAndRefusals) {
   EXPECT_EQ(SefdFrom("Name\tID\tSEFD IF1\nA\t1\t-3\n"), "line 2, column \"SEFD IF1\": an SEFD must be >= 0");
   EXPECT_EQ(SefdFrom("Name\tID\tSEFD IF1\tSEFD IF2\nA\t1\t3\n"), "line 2, column \"SEFD IF2\": missing");
   EXPECT_EQ(SefdFrom("Name\tID\tSEFD IF1\nA\t1\t3 Jy\n"), "line 2, column \"SEFD IF1\": not a number: \"3 Jy\"");
+}
+
+// A header of 20 000 columns took seconds when headings were compared pairwise; a repeated
+// heading is still found, wherever it stands, and quoted text from the file comes back escaped.
+TEST(ErrorTables, WideHeadersAreCheckedInLinearTimeAndQuotesAreEscaped) {
+  std::string wide = "Name\tID";
+  for (int k = 0; k < 20000; ++k) wide += "\tX" + std::to_string(k);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ErrorsFrom(wide + "\tname\n"), "line 1: column \"name\" appears twice");
+  EXPECT_EQ(ErrorsFrom(wide + "\n"), "header: column \"Ph. err [Deg]\" missing");
+  std::string sefd = "Name\tID";
+  for (int k = 20000; k >= 1; --k) sefd += "\tSEFD IF" + std::to_string(k);
+  AObjArray<AMSfdItem> items;
+  int n_if = 0;
+  std::string row = "A\t1";
+  for (int k = 20000; k >= 1; --k) row += "\t" + std::to_string(k);
+  ASSERT_EQ(SefdFrom(sefd + "\n" + row + "\n", &items, &n_if), "ok");
+  EXPECT_EQ(n_if, 20000);
+  EXPECT_EQ(items[0].sefd[0], 1.0);
+  EXPECT_EQ(items[0].sefd[19999], 20000.0);
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 2.0);
+
+  EXPECT_EQ(SefdFrom("Name\tID\tSEFD IF1\nA\t1\t\x1b]0;title\x07\n"),
+            "line 2, column \"SEFD IF1\": not a number: \"\\x1B]0;title\\x07\"");
+  EXPECT_EQ(ErrorsFrom("Name\tID\t\x1b[2J\t\x1B[2j\n"), "line 1: column \"\\x1B[2j\" appears twice");
 }
 
 TEST(ErrorTables, TemplatesFromTheAntennaTableAndFileErrors) {

@@ -10,9 +10,13 @@
 #include <functional>
 #include <limits>
 
+#include <sstream>
+
 #include "model/map_file.h"
 #include "model/map_model.h"
+#include "model/map_simap.h"
 #include "model/model_test_util.h"
+#include "rlimit_child.h"
 
 namespace {
 
@@ -257,6 +261,42 @@ TEST(MapFits, FourAxisImagesAndDamagedFiles) {
     huge.replace(at, 30, std::string(key) + "                 4000");
   }
   ExpectRefused(dir.File("big.fits"), huge, "truncated");
+}
+
+// Headers announcing maps of a gigabyte in files of a few kilobytes are refused before the pixels
+// are allocated: with 64 MB of address space to spare, no reader runs out of memory.
+TEST(MapFile, AbsurdSizesAreRefusedUnderAMemoryLimit) {
+#ifdef QVL_TEST_ADDRESS_SANITIZER
+  GTEST_SKIP() << "no address-space limit under the address sanitizer";
+#else
+  TempDir dir;
+  const std::string exm = dir.File("m.exm"), fits = dir.File("m.fits");
+  std::string error;
+  ASSERT_TRUE(SaveMapAny(exm, SampleMap(4, 4), TMinMax{-1, 1, -1, 1}, "JY/PIXEL", &error)) << error;
+  ASSERT_TRUE(SaveMapAny(fits, SampleMap(4, 4), TMinMax{-1, 1, -1, 1}, "JY/PIXEL", &error)) << error;
+  std::string big_exm = ReadAll(exm), big_fits = ReadAll(fits);
+  PutAt<std::uint32_t>(big_exm, 16, 65536);
+  PutAt<std::uint32_t>(big_exm, 20, 4096);
+  for (const char* key : {"NAXIS1  =", "NAXIS2  ="}) {
+    const std::size_t at = big_fits.find(key);
+    ASSERT_NE(at, std::string::npos);
+    big_fits.replace(at, 30, std::string(key) + "                16384");
+  }
+  WriteAllBytes(exm, big_exm);
+  WriteAllBytes(fits, big_fits);
+  for (const std::string& path : {exm, fits})
+    EXPECT_EQ(RunWithMemoryLimit(64 << 20, [&] { return Load(path).ok; }), 0) << path;
+  // A spectral-index map announcing 2^24 values holds one row.
+  EXPECT_EQ(RunWithMemoryLimit(32 << 20, [] {
+              std::string text = "SIMAP 65536 256\n1";
+              for (int k = 1; k < 256; ++k) text += ",1";
+              std::istringstream in(text + "\n");
+              AMSIMap m;
+              std::string why;
+              return m.Load(in, &why);
+            }),
+            0);
+#endif
 }
 
 TEST(MapFolder, ListsExmFilesInNameOrder) {

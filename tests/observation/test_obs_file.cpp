@@ -3,8 +3,11 @@
 
 #include <cstring>
 
+#include <fstream>
+
 #include "core/file.h"
 #include "obs_test_util.h"
+#include "rlimit_child.h"
 
 namespace {
 
@@ -195,6 +198,7 @@ TEST(ObsFileDamaged, AbsurdCountsAndForeignBytesAreRefused) {
   const std::size_t pols_at = intervals_at + 4 + 48;
   const std::size_t tel_at = pols_at + 4 + 4;
   ASSERT_EQ(std::memcmp(good.data() + tel_at, "\x02\0\0\0", 4), 0);
+  TempFolder dir;
   for (std::size_t at : {rows_at, rows_at + 4, matrix_end, intervals_at, pols_at, tel_at}) {
     for (std::int32_t bad : {std::int32_t{-1}, std::int32_t{0x7fffffff}, std::int32_t{1000000}}) {
       std::string bytes = good;
@@ -202,8 +206,29 @@ TEST(ObsFileDamaged, AbsurdCountsAndForeignBytesAreRefused) {
       AMemoryFile mem(bytes);
       AMObservation target(std::string("/"));
       EXPECT_FALSE(LoadObservation(mem, target)) << "count at " << at << " = " << bad;
+#ifndef QVL_TEST_ADDRESS_SANITIZER
+      // From a file, with 32 MB of address space to spare: refused before anything is allocated.
+      const std::string path = dir.Path("bad.obs");
+      std::ofstream(path, std::ios::binary) << bytes;
+      EXPECT_EQ(RunWithMemoryLimit(32 << 20, [&] {
+                  AMObservation t(std::string("/"));
+                  return LoadObservationFile(path, t);
+                }),
+                0)
+          << "count at " << at << " = " << bad;
+#endif
     }
   }
+  // Rows without columns hold no cells but are looped over: bounded too (found by fuzzing).
+  std::string no_columns = good;
+  const std::int32_t rows = 8388608, cols = 0;
+  std::memcpy(no_columns.data() + rows_at, &rows, 4);
+  std::memcpy(no_columns.data() + rows_at + 4, &cols, 4);
+  no_columns.erase(rows_at + 8, 4 * 16);
+  AMemoryFile cut(no_columns);
+  AMObservation none(std::string("/"));
+  EXPECT_FALSE(LoadObservation(cut, none));
+
   // Text and random bytes.
   std::mt19937 gen(12345);
   for (int trial = 0; trial < 200; ++trial) {

@@ -42,8 +42,24 @@ TEST(InfoCommand, SummaryJsonAndDamagedFile) {
   EXPECT_EQ(j["weight"]["min"], 1.0);
   EXPECT_EQ(j["time_range_s"]["last"], 20.0);
 
-  // A damaged file: one line naming the file, non-zero status; a bad option fails too.
+  // A column name with a byte that is not UTF-8 and an escape character: the JSON carries a
+  // replacement character, the text the escaped bytes; neither reaches the terminal raw.
   std::string bytes = ReadAll(path);
+  std::string odd = bytes;
+  const std::size_t at = odd.find("ANNAME");
+  ASSERT_NE(at, std::string::npos);
+  odd[at] = '\xff';
+  odd[at + 1] = '\x1b';
+  WriteAllBytes(path, odd);
+  js = RunShell(exe + " info --json '" + path + "'");
+  ASSERT_EQ(js.status, 0) << js.out;
+  EXPECT_NE(js.out.find("\"\xef\xbf\xbd\\u001bNAME\""), std::string::npos) << js.out;
+  text = RunShell(exe + " info '" + path + "'");
+  ASSERT_EQ(text.status, 0) << text.out;
+  EXPECT_NE(text.out.find("column \\xFF\\x1BNAME"), std::string::npos) << text.out;
+  EXPECT_EQ(text.out.find('\x1b'), std::string::npos);
+
+  // A damaged file: one line naming the file, non-zero status; a bad option fails too.
   WriteAllBytes(path, bytes.substr(0, bytes.size() - 10));
   CommandOutput r = RunShell(exe + " info '" + path + "'");
   EXPECT_NE(r.status, 0);

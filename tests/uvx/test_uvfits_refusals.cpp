@@ -40,6 +40,13 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
                     "axis 3 (POLAR) of length 2 cannot be represented");
   ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.axes[3].length = 2; }, "2 IFs but no AIPS FQ table");
   ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) { m.telescopes = 0; }, "no AIPS AN table");
+  // A DATE far from any day (found by fuzzing: the frame rotation was asked for a time no integer
+  // holds).
+  ExpectMiniRefused(fits, uvx, [](MiniUVFits& m) {
+    m.param = [](int g, const std::string& name, int occurrence) {
+      return name == "DATE" && occurrence == 0 && g == 3 ? 1e30 : MiniParam(g, name, occurrence);
+    };
+  }, "group 4: DATE is not a Julian day of 0 .. 10^7");
 
   // Truncated: in the groups, and in a table after them.
   Mini().Write(fits);
@@ -55,6 +62,15 @@ TEST(UVFitsImportRefusals, BadFilesGiveOneClearErrorAndNoOutput) {
   ASSERT_TRUE(PatchCard(patched, "GROUPS", "GROUPS  =                    F"));
   WriteAllBytes(fits, patched);
   ExpectRefused(fits, uvx, "not a random-groups UVFITS file");
+  // An integer card holding 70 characters of text: cfitsio's own conversion would abort the
+  // program on it (found by fuzzing); it is refused as not an integer.
+  for (const char* key : {"GCOUNT", "NAXIS", "BITPIX", "NAXIS3"}) {
+    patched = whole;
+    ASSERT_TRUE(PatchCard(patched, key, std::string(key) + std::string(8 - std::string(key).size(), ' ') + "= " +
+                                            std::string(70, 'z')));
+    WriteAllBytes(fits, patched);
+    ExpectRefused(fits, uvx, "");
+  }
 }
 
 TEST(UVFitsImportRefusals, WhatAUVXFileCannotHoldIsRefused) {

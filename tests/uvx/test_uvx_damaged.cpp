@@ -6,7 +6,10 @@
 #include <cstring>
 #include <random>
 
+#include "rlimit_child.h"
+#include "uvfits_mini.h"
 #include "uvx/fast_read.h"
+#include "uvx/uvfits_import.h"
 #include "uvx_test_util.h"
 
 namespace {
@@ -99,4 +102,67 @@ TEST(DamagedFile, ForeignMagicNewerVersionAndAbsurdCounts) {
     WriteAllBytes(bad, s);
     EXPECT_FALSE(OpenAndReadAll(bad)) << s.size();
   }
+}
+
+namespace {
+
+// Sets the value of FITS header card `key` (the first one after byte `from`) to `value`.
+void SetCardValue(std::string& fits, const std::string& key, const std::string& value, std::size_t from = 0) {
+  std::string name = key;
+  name.resize(8, ' ');
+  for (std::size_t at = from; at + 80 <= fits.size(); at += 80)
+    if (fits.compare(at, 8, name) == 0) {
+      std::string text(20, ' ');
+      text.replace(20 - value.size(), value.size(), value);
+      fits.replace(at + 10, 20, text);
+      return;
+    }
+  ADD_FAILURE() << key << " not found";
+}
+
+}  // namespace
+
+// Files declaring far more than they hold are refused before anything is sized from the counts:
+// with 64 MB of address space to spare, no reader runs out of memory.
+TEST(DamagedFile, AbsurdCountsAreRefusedUnderAMemoryLimit) {
+#ifdef QVL_TEST_ADDRESS_SANITIZER
+  GTEST_SKIP() << "no address-space limit under the address sanitizer";
+#else
+  TempDir dir;
+  const std::string good = dir.File("good.uvx"), bad = dir.File("bad.uvx");
+  WriteSampleFile(good, 3);
+  const std::string bytes = ReadAll(good);
+  AUVXFile f;
+  ASSERT_TRUE(f.Open(good, AUVXFile::modeRead));
+  const std::size_t table = std::size_t(1024 + 3 * f.RecordBytes());
+  f.Close();
+  const struct {
+    std::size_t offset;
+    std::int32_t value;
+  } uvx[] = {{40, 0x7fffffff}, {24, 65536}, {28, 65536}, {table + 12, 0x7fffffff}, {table + 16, 4096},
+             {table + 20, 1 << 24}, {table + 24, 4096}};
+  for (const auto& c : uvx) {
+    std::string s = bytes;
+    std::memcpy(&s[c.offset], &c.value, 4);
+    WriteAllBytes(bad, s);
+    EXPECT_EQ(RunWithMemoryLimit(64 << 20, [&] { return OpenAndReadAll(bad) ? 1 : 0; }), 0) << c.offset;
+  }
+
+  // UVFITS: two billion groups, a million telescopes, in files of a few blocks.
+  const std::string fits = dir.File("mini.uvfits"), out = dir.File("out.uvx");
+  uvfits_mini::Mini().Write(fits);
+  const std::string fits_bytes = ReadAll(fits);
+  std::string many_groups = fits_bytes, many_rows = fits_bytes;
+  SetCardValue(many_groups, "GCOUNT", "2147483647");
+  SetCardValue(many_rows, "NAXIS2", "1048576", fits_bytes.rfind("XTENSION", fits_bytes.find("AIPS AN")));
+  for (const std::string& s : {many_groups, many_rows}) {
+    WriteAllBytes(bad, s);
+    EXPECT_EQ(RunWithMemoryLimit(64 << 20, [&] {
+                std::string error;
+                return ImportUVFITS(bad, out, nullptr, nullptr, nullptr, error) ? 1 : 0;
+              }),
+              0);
+    EXPECT_FALSE(std::filesystem::exists(out));
+  }
+#endif
 }

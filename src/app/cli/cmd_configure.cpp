@@ -19,6 +19,7 @@
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
 #include "observation/obs_json.h"
+#include "observation/obs_limits.h"
 #include "observation/observation.h"
 #include "observation/telescope_catalog.h"
 
@@ -147,6 +148,10 @@ int RunConfigure(const ConfigureArgs& args) {
   AMUVPlaneOptions options = args.options;
   options.earth_blocking = options.earth_blocking || obs.earth_blocking;
   options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
+  if (const std::string why = CheckTask1Limits(obs); !why.empty()) {
+    std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), why.c_str());
+    return 1;
+  }
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);
@@ -165,6 +170,10 @@ int RunConfigure(const ConfigureArgs& args) {
         case AMUVPlane::kNoTempFile:
           std::fprintf(stderr, "%s: %s: cannot create the temporary UV-point file there\n", me,
                        MakeUVTempPath(obs.output_path).c_str());
+          return 1;
+        case AMUVPlane::kWriteFailed:
+          std::fprintf(stderr, "%s: %s: cannot write the temporary UV-point file beside it; nothing written\n", me,
+                       obs.output_path.c_str());
           return 1;
         default:
           return 1;  // the message was shown

@@ -202,13 +202,16 @@ int RunInfo(const InfoArgs& args) {
   }
 
   if (args.json) {
-    std::printf("%s\n", out.dump(2).c_str());
+    // Names from a damaged file may not be UTF-8: such bytes print as U+FFFD instead of failing.
+    std::printf("%s\n", out.dump(2, ' ', false, json::error_handler_t::replace).c_str());
     return 0;
   }
   const json& hj = out["header"];
   std::printf("File:             %s\n", args.path.c_str());
-  std::printf("Object:           %s   observer %s, origin %s\n", h.Object().c_str(), h.Observer().c_str(),
-              h.Origin().c_str());
+  // Text from the file is escaped: a terminal would act on its control characters.
+  auto text = [](const std::string& s) { return EscapeText(s, 64); };
+  std::printf("Object:           %s   observer %s, origin %s\n", text(h.Object()).c_str(), text(h.Observer()).c_str(),
+              text(h.Origin()).c_str());
   std::printf("Groups:           %d\n", h.groups);
   std::printf("IFs x channels:   %d x %d\n", h.n_if, h.n_channels);
   std::string stokes;
@@ -225,17 +228,19 @@ int RunInfo(const InfoArgs& args) {
                   i["total_bandwidth_hz"].get<double>() / 1e3, i["sideband"].get<int>());
   }
   for (const AUVXSourceItem& s : sources)
-    std::printf("Source %d:         %s  RA %.6f deg, Dec %.6f deg (epoch %.1f)\n", s.id, s.Name().c_str(),
+    std::printf("Source %d:         %s  RA %.6f deg, Dec %.6f deg (epoch %.1f)\n", s.id, text(s.Name()).c_str(),
                 s.ra_epo_deg, s.dec_epo_deg, s.epoch);
   std::printf("Telescopes:       %d\n", ants.GetSize());
   for (const AUVXTlscItem& a : ants)
-    std::printf("  %3d %-8s  %15.3f %15.3f %15.3f m\n", a.number, a.Name().c_str(), a.x, a.y, a.z);
+    std::printf("  %3d %-8s  %15.3f %15.3f %15.3f m\n", a.number, text(a.Name()).c_str(), a.x, a.y, a.z);
   for (int t = 0; t < f.TableCount(); ++t) {
     const AUVXTable& tb = *f.TableAt(t);
-    std::printf("Table %-3s type 0x%06X, %d rows of %d bytes\n", tb.name, unsigned(tb.type), tb.n_rows, tb.row_length);
-    for (const AUVXColumn& c : tb.columns) std::printf("  column %-17s %-9s %s\n", c.name, c.unit, c.format);
+    std::printf("Table %-3s type 0x%06X, %d rows of %d bytes\n", text(tb.name).c_str(), unsigned(tb.type), tb.n_rows,
+                tb.row_length);
+    for (const AUVXColumn& c : tb.columns)
+      std::printf("  column %-17s %-9s %s\n", text(c.name).c_str(), text(c.unit).c_str(), text(c.format).c_str());
     for (const AUVXKeyword& k : tb.keywords)
-      std::printf("  keyword %-8s = %s (%s)\n", k.name, k.value, KindName(k.kind).c_str());
+      std::printf("  keyword %-8s = %s (%s)\n", text(k.name).c_str(), text(k.value).c_str(), KindName(k.kind).c_str());
   }
   std::printf("Baselines:        %zu\n", baselines.size());
   if (time.n)
@@ -249,7 +254,7 @@ int RunInfo(const InfoArgs& args) {
   for (const auto& g : listed) {
     std::printf("Group %" PRId64 ": t %.3f s, %d-%d (%s-%s), freq. ID %d\n", g["index"].get<std::int64_t>(),
                 g["time_s"].get<double>(), g["tel1"].get<int>(), g["tel2"].get<int>(),
-                g["tel1_name"].get<std::string>().c_str(), g["tel2_name"].get<std::string>().c_str(),
+                text(g["tel1_name"].get<std::string>()).c_str(), text(g["tel2_name"].get<std::string>()).c_str(),
                 g["freq_id"].get<int>());
     std::printf("  u v w = %.9g %.9g %.9g s = %.6g %.6g %.6g wavelengths\n", g["uvw_s"][0].get<double>(),
                 g["uvw_s"][1].get<double>(), g["uvw_s"][2].get<double>(), g["uvw_wavelengths"][0].get<double>(),
