@@ -7,7 +7,7 @@ BIN        := $(BUILD)/bin
 FUZZ_BUILD   ?= build-fuzz
 FUZZ_SECONDS ?= 30
 
-.PHONY: deps configure build demo test sanitize fuzz bench clean
+.PHONY: deps configure build demo test sanitize fuzz bench screenshots clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -40,6 +40,11 @@ bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON
 	cmake --build build-bench -j $(JOBS)
 	@ls build-bench/bin/bench_* 2>/dev/null | while read b; do echo "== $$b"; $$b; done
+
+# PNGs of the desktop program's windows and dialogs (offscreen: no display needed).
+screenshots: configure
+	cmake --build $(BUILD) -j $(JOBS) --target qvlmodel-screenshots
+	QT_QPA_PLATFORM=offscreen $(BIN)/qvlmodel-screenshots docs/screenshots
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench $(FUZZ_BUILD)

@@ -9,6 +9,7 @@
 
 #include "core/runtime.h"
 #include "coverage/uv_plane.h"
+#include "coverage/uv_point_table.h"
 #include "coverage/uvx_creation.h"
 #include "observation/observation.h"
 
@@ -99,6 +100,58 @@ void BM_CreateZeroUVX(benchmark::State& state) {
   std::filesystem::remove_all(folder);
 }
 BENCHMARK(BM_CreateZeroUVX)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+
+// The review table: a screenful of 40 rows with their six texts at a random place of the file,
+// as a jump of the scroll bar asks for it; rows per second.
+void BM_UVTableScreen(benchmark::State& state) {
+  const std::string folder = Folder();
+  AMObservation obs = Observation(folder);
+  AMUVPlane plane;
+  AMUVPointTable table;
+  if (!plane.Calculate(obs, nullptr, nullptr, nullptr) || !table.Open(plane.UVPath(), obs)) {
+    state.SkipWithError("UV plane failed");
+    return;
+  }
+  std::uint64_t x = 88172645463325252ull;  // xorshift: screen positions spread over the file
+  std::int64_t rows = 0;
+  std::size_t chars = 0;
+  for (auto _ : state) {
+    x ^= x << 13, x ^= x >> 7, x ^= x << 17;
+    const std::int64_t first = std::int64_t(x % std::uint64_t(table.Rows() - 40));
+    for (std::int64_t r = first; r < first + 40; ++r)
+      for (int c = 0; c < AMUVPointTable::kColumnCount; ++c) chars += table.Text(r, c).size();
+    rows += 40;
+  }
+  benchmark::DoNotOptimize(chars);
+  state.SetItemsProcessed(rows);
+  table.Close();
+  plane.RemoveUVFile();
+  std::filesystem::remove_all(folder);
+}
+BENCHMARK(BM_UVTableScreen)->Unit(benchmark::kMicrosecond)->MinTime(1.0);
+
+// The plot's pass over the file: every point grouped by baseline; records per second.
+void BM_UVTableBaselines(benchmark::State& state) {
+  const std::string folder = Folder();
+  AMObservation obs = Observation(folder);
+  AMUVPlane plane;
+  AMUVPointTable table;
+  if (!plane.Calculate(obs, nullptr, nullptr, nullptr) || !table.Open(plane.UVPath(), obs)) {
+    state.SkipWithError("UV plane failed");
+    return;
+  }
+  std::int64_t points = 0;
+  for (auto _ : state) {
+    std::vector<AMUVBaselinePoints> groups;
+    if (!table.Baselines(groups)) state.SkipWithError("read failed");
+    points += table.Rows();
+  }
+  state.SetItemsProcessed(points);
+  table.Close();
+  plane.RemoveUVFile();
+  std::filesystem::remove_all(folder);
+}
+BENCHMARK(BM_UVTableBaselines)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 }  // namespace
 

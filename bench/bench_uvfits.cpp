@@ -13,6 +13,7 @@
 #include "uvx/fq_table.h"
 #include "uvx/uvfits_export.h"
 #include "uvx/uvfits_import.h"
+#include "uvx/uvfits_tables.h"
 #include "uvx/uvx_file.h"
 
 namespace {
@@ -70,6 +71,12 @@ struct BenchFiles {
     ids.Add(1);
     std::unique_ptr<AUVXTable> fq(MakeFqTable(m, ids, kIF, kChannels));
     f.AddTable(*fq);
+    // A phase centre: the default export turns u, v, w to its J2000 axes.
+    AUVXTable su = uvfits::WithColumns(AUVXTable("SU", AUVXTable::toHash("SU", 0)), uvfits::SourceColumns(kIF));
+    const int s = su.AddRow();
+    su.SetDouble(s, su.FindColumn("RAEPO"), 250.745);
+    su.SetDouble(s, su.FindColumn("DECEPO"), 39.81);
+    f.AddTable(su);
     AUVXTable an("AN", AUVXTable::toHash("AN", 0));
     const int c_name = an.AddColumn("ANNAME", "", "8A"), c_xyz = an.AddColumn("STABXYZ", "METERS", "3D");
     const int c_no = an.AddColumn("NOSTA", "", "1J");

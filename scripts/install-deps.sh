@@ -6,8 +6,10 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ make pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev
+  liberfa-dev libtbb-dev libcfitsio-dev nlohmann-json3-dev libcli11-dev libfftw3-dev
   python3-astropy
+  casacore-dev casacore-data-tai-utc wsclean
+  qt6-base-dev libqcustomplot-dev
 )
 if [ "${1:-}" = fuzz ]; then
   # libFuzzer and the sanitizer runtimes come with Debian's clang.

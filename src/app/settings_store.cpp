@@ -140,6 +140,7 @@ void LoadNoise(const AIniFile& ini, AMNoiseParams& p, const UVXOpensFn& opens) {
   sfd.n_if = ClampedCount(ini, s, "NIFS", AUVXFile::kMaxAxis);
   p.gaussian = ini.GetProfileInt(s, "GAUSSIAN", 0) != 0;
   p.efficiency = GetDouble(ini, s, "EFFICIENCY", "0.88");
+  p.thermal_weights = ini.GetProfileInt(s, "THERMAL WEIGHTS", 0) != 0;
   p.rng_start = GetStart(ini, s);
   if (n <= 0) return;
   sfd.items.SetSize(n);
@@ -164,6 +165,7 @@ void SaveNoise(AIniFile& ini, const AMNoiseParams& p) {
   ini.WriteProfileInt(s, "NIFS", sfd.n_if);
   ini.WriteProfileInt(s, "GAUSSIAN", p.gaussian ? 1 : 0);
   PutDouble(ini, s, "EFFICIENCY", p.efficiency);
+  ini.WriteProfileInt(s, "THERMAL WEIGHTS", p.thermal_weights ? 1 : 0);
   PutStart(ini, s, p.rng_start);
   for (int d = 0; d < sfd.items.GetSize(); ++d) {
     const AMSfdItem& t = sfd.items[d];
@@ -201,8 +203,32 @@ void SaveSIMapSettings(AIniFile& ini, const AMSIMap& map) {
   for (const auto& [key, value] : map.ToSettings()) ini.WriteProfileString(s, key, value);
 }
 
+void LoadWindowPos(const AIniFile& ini, AMWindowPos& pos) {
+  const std::string s = kSettingsName;
+  pos = AMWindowPos{};
+  pos.x = ini.GetProfileInt(s, "WND X", 0);
+  pos.y = ini.GetProfileInt(s, "WND Y", 0);
+  pos.width = ini.GetProfileInt(s, "WND WIDTH", 0);
+  pos.height = ini.GetProfileInt(s, "WND HEIGHT", 0);
+  pos.maximized = ini.GetProfileInt(s, "WND MAXIMIZED", 0) != 0;
+  pos.valid = pos.width > 0 && pos.height > 0;
+}
+
+void SaveWindowPos(AIniFile& ini, const AMWindowPos& pos) {
+  if (!pos.valid) return;
+  const std::string s = kSettingsName;
+  ini.WriteProfileInt(s, "WND X", pos.x);
+  ini.WriteProfileInt(s, "WND Y", pos.y);
+  ini.WriteProfileInt(s, "WND WIDTH", pos.width);
+  ini.WriteProfileInt(s, "WND HEIGHT", pos.height);
+  ini.WriteProfileInt(s, "WND MAXIMIZED", pos.maximized ? 1 : 0);
+}
+
 void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) {
+  LoadWindowPos(ini, st.window);
   st.obs_file = ini.GetProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", "");
+  st.earth_blocking = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", 0);
+  st.azimuth_limits = ini.GetProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", 0);
   st.model_page.model_file = ini.GetProfileString(SettingsSection("%s-PROCESS2"), "MODEL FILE", "");
   LoadModelPage(ini, st.model_page);
   LoadWorkItem(ini, st.work_item);
@@ -212,7 +238,10 @@ void LoadSettings(const AIniFile& ini, AMSettings& st, const UVXOpensFn& opens) 
 }
 
 void SaveSettings(AIniFile& ini, const AMSettings& st) {
+  SaveWindowPos(ini, st.window);
   ini.WriteProfileString(SettingsSection("%s-PROCESS1"), "OBS FILE", st.obs_file);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "EARTH BLOCKING", st.earth_blocking);
+  ini.WriteProfileInt(SettingsSection("%s-PROCESS1"), "AZIMUTH LIMITS", st.azimuth_limits);
   const std::string p2 = SettingsSection("%s-PROCESS2");
   const AMModelPageSettings& m = st.model_page;
   ini.WriteProfileString(p2, "MODEL FILE", m.model_file);

@@ -8,11 +8,14 @@
 // and the IF's ("TLSC SEFD1_0"). Keys beyond the classic set (the errors' time interval and phase
 // step, the random start values, the Gaussian noise option) are listed in docs/settings.md.
 //
-// Loading order: "OBS FILE"; "MODEL FILE"; the model-view and external-model keys of
+// Loading order: the window position; "OBS FILE"; "MODEL FILE"; the model-view and external-model keys of
 // "-PROCESS2"; the "-UVXITEM" work item with the "-SIMAP" map read between "UVX BFAST" and
 // "UVX USEMFS"; task 3; task 4; "CUR TASK". Tasks 3 and 4 read their input and output files
 // first and everything else only when that input opens as a UVX file. Saving writes the same keys
 // in the same order (tasks 3 and 4 without the input check).
+//
+// The window position is kept in the section "QVLMODEL" itself; its width and height must be
+// positive for the position to count as stored.
 
 #include <cstdint>
 #include <functional>
@@ -40,8 +43,20 @@ struct AMModelPageSettings {       // section "%s-PROCESS2"
   double ext_mdl_tstep = 600.0;    // "EXT_MDL_TSTEP", seconds each map serves
 };
 
+// The main window's place on the screen, section "QVLMODEL" (keys "WND X", "WND Y", "WND WIDTH",
+// "WND HEIGHT", "WND MAXIMIZED"). `valid` is 0 until a position was read or set; an invalid
+// position is not written, so a program that never shows a window keeps the stored one.
+struct AMWindowPos {
+  int valid = 0;
+  int x = 0, y = 0, width = 0, height = 0;
+  int maximized = 0;
+};
+
 struct AMSettings {
+  AMWindowPos window;              // "QVLMODEL"
   std::string obs_file;            // "%s-PROCESS1" "OBS FILE"
+  int earth_blocking = 0;          // "%s-PROCESS1" "EARTH BLOCKING" (ours): task 1 drops Earth-blocked samples
+  int azimuth_limits = 0;          // "%s-PROCESS1" "AZIMUTH LIMITS" (ours): task 1 applies AZmin/AZmax
   AMModelPageSettings model_page;
   AMUVXWorkItem work_item;         // "%s-UVXITEM" and "%s-SIMAP"
   AMErrorsParams errors;           // "%s-PROCESS3"
@@ -60,6 +75,10 @@ void SaveSettings(AIniFile& ini, const AMSettings& settings);
 // row's values joined by ", ". A row with fewer values leaves the rest 0.
 void LoadSIMapSettings(const AIniFile& ini, AMSIMap& map);
 void SaveSIMapSettings(AIniFile& ini, const AMSIMap& map);
+
+// The window position alone (read before the main window is shown, written first on closing).
+void LoadWindowPos(const AIniFile& ini, AMWindowPos& pos);
+void SaveWindowPos(AIniFile& ini, const AMWindowPos& pos);
 
 // The settings file of a base folder, and the whole store read from and written to it.
 std::string SettingsPath(const std::string& base_folder);

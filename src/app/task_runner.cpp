@@ -6,20 +6,17 @@
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
 #include "model/comp_table.h"
+#include "observation/obs_document.h"
 #include "observation/obs_json.h"
+#include "observation/source_catalog.h"
 #include "observation/obs_limits.h"
 #include "observation/telescope_catalog.h"
 
 namespace {
-
-bool IsJsonPath(const std::string& path) {
-  const std::string name = getfName(path);
-  const auto dot = name.find_last_of('.');
-  return dot != std::string::npos && toUpper(name.substr(dot)) == ".JSON";
-}
 
 ATaskOutcome Failed(int task, const std::string& error) {
   ATaskOutcome o;
@@ -42,30 +39,20 @@ std::string Resolve(const std::string& settings_path, const std::string& p) {
 }  // namespace
 
 int LoadObservationAny(const std::string& path, const std::string& base_folder, AMObservation& obs, std::string& error) {
-  if (IsJsonPath(path)) {
-    std::ifstream in(path);
-    if (!in) return error = "cannot open the file", 0;
-    nlohmann::json j;
-    try {
-      in >> j;
-    } catch (const nlohmann::json::exception& e) {
-      return error = "not valid JSON (" + EscapeText(e.what()) + ")", 0;
-    }
-    AMTlscCatalog cat;
-    std::string refused;  // catalogue lines left out as damaged: a likely reason for a failed look-up
+  AMTlscCatalog cat;
+  AMSourceCatalog sources;
+  std::string refused;  // catalogue lines left out as damaged: a likely reason for a failed look-up
+  if (IsJsonObservationPath(path)) {
     LoadTelescopeFile(base_folder + kTelescopesFileName, cat, &refused);
-    if (ObservationFromJson(j, obs, error, &cat)) return 1;
-    if (!refused.empty()) error += " (" + base_folder + kTelescopesFileName + ": " + EscapeText(refused) + ")";
-    return 0;
+    LoadSourceFile(base_folder + kSourcesFileName, sources, nullptr);
   }
-  AFile f;
-  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) return error = "cannot open the file", 0;
-  if (!LoadObservation(f, obs)) return error = "not a valid observation file (truncated or damaged)", 0;
-  return 1;
+  if (LoadObservationPath(path, cat, obs, error, &sources)) return 1;
+  if (!refused.empty()) error += " (" + base_folder + kTelescopesFileName + ": " + EscapeText(refused) + ")";
+  return 0;
 }
 
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
-                      ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages, const AMUVPlaneOptions& asked) {
   if (obs_path.empty()) return Failed(1, "no observation file (\"OBS FILE\")");
   AMObservation obs(base_folder);
   std::string error;
@@ -75,14 +62,19 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+  for (const AMObsProblem& p : CheckPlausibility(obs)) {
+    if (p.error) return Failed(1, obs_path + ": " + p.where + ": " + p.text);
+    messages.Show(obs_path + ": " + p.where + ": " + p.text);
+  }
+  const AMUVPlaneOptions options{asked.earth_blocking || obs.earth_blocking, asked.azimuth_limits || obs.azimuth_limits};
   if (const std::string why = CheckTask1Limits(obs); !why.empty()) return Failed(1, obs_path + ": " + why);
 
   AMUVPlane plane;
-  if (!plane.Calculate(obs, progress, stop, &messages)) {
+  if (!plane.Calculate(obs, progress, stop, &messages, options)) {
     switch (plane.GetStatus()) {
       case AMUVPlane::kStopped: return Stopped(1);
       case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
-      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points (no pair of telescopes sees the source)");
+      case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points: " + WhyNoUVPoints(obs, plane, options));
       case AMUVPlane::kWriteFailed: return Failed(1, obs.output_path + ": cannot write the UV-point file beside it");
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
     }
@@ -200,7 +192,10 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
     ResolveSettingsPaths(st, settings_path);
     ATaskOutcome o;
     switch (t) {
-      case 1: o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages); break;
+      case 1:
+        o = RunTask1(st.obs_file, {}, base_folder, progress, stop, messages,
+                     {st.earth_blocking != 0, st.azimuth_limits != 0});
+        break;
       case 2:
         if (st.work_item.in_path.empty()) st.work_item.in_path = last_output;
         o = RunTask2(st, progress, stop, messages);

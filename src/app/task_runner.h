@@ -8,6 +8,7 @@
 
 #include "app/settings_store.h"
 #include "core/runtime.h"
+#include "coverage/uv_plane.h"
 #include "observation/observation.h"
 
 struct ATaskOutcome {
@@ -25,8 +26,11 @@ int LoadObservationAny(const std::string& path, const std::string& base_folder, 
                        std::string& error);
 
 // Task 1: the observation file -> the empty UVX file named by the observation (or `output`).
+// The observation's plausibility is checked first (errors stop the run, warnings go to
+// `messages`); `options` are combined with the observation's own JSON choices.
 ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, const std::string& base_folder,
-                      ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+                      ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      const AMUVPlaneOptions& options = {});
 // Task 2 from the work item and the model page: components of "MODEL FILE" (USE_EXT 0), the map
 // "EXT_MDL" (1) or the maps of "EXT_MDL_PATH" (2).
 ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);

@@ -1,5 +1,7 @@
 #include "core/file.h"
 
+#include <fstream>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -114,3 +116,16 @@ bool RemoveFile(const std::string& path) {
   std::error_code ec;
   return std::filesystem::remove(path, ec);
 }
+
+std::string FileKindName(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  char head[16] = {};
+  in.read(head, sizeof head);
+  const std::string h(head, std::size_t(in.gcount()));
+  if (h.rfind("QVLUVX", 0) == 0) return "a UVX file";
+  if (h.rfind("SIMPLE  =", 0) == 0) return "a FITS file";
+  const auto first = h.find_first_not_of(" \t\r\n");
+  if (first != std::string::npos && (h[first] == '{' || h[first] == '[')) return "a JSON document";
+  return {};
+}
+

@@ -92,3 +92,9 @@ class AFileRemover {
 
 // Removes a file; true when it existed and is gone, false otherwise.
 bool RemoveFile(const std::string& path);
+
+// What a file is, told from its first bytes, for messages that refuse a file of the wrong kind:
+// "a UVX file", "a FITS file", "a JSON document"; empty when not recognised
+// or unreadable. (An .obs file has no signature.)
+std::string FileKindName(const std::string& path);
+

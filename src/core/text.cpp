@@ -1,5 +1,8 @@
 #include "core/text.h"
 
+#include <cstdarg>
+#include <cstdio>
+
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -224,4 +227,17 @@ std::string toStr(double value, const char* format) {
   char text[128];
   const int n = std::snprintf(text, sizeof text, format, value);
   return n < 0 ? std::string() : std::string(text, std::min<std::size_t>(n, sizeof text - 1));
+}
+
+std::string StringPrintf(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  va_list copy;
+  va_copy(copy, args);
+  const int n = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  std::string out(n > 0 ? std::size_t(n) : 0, '\0');
+  if (n > 0) std::vsnprintf(out.data(), out.size() + 1, format, args);
+  va_end(args);
+  return out;
 }

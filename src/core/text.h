@@ -50,3 +50,6 @@ std::string EscapeText(std::string_view text, std::size_t max_bytes = 160);
 std::string toUpper(std::string_view text);
 // Leading and trailing blanks (spaces, tabs, CR, LF) removed.
 std::string_view trim(std::string_view text);
+
+// printf into a std::string.
+std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -29,3 +29,17 @@ AMXYZ InertialUVW(const ASampleFrame& f, const AMXYZ& r_gcrs_m);
 // are written in either case).
 int GroundUVW(const ASampleFrame& f, const AMXYZ& itrf_m, const AMXYZ& vel_m_per_yr, double zmin_deg,
               double zmax_deg, AMXYZ& uvw);
+
+// Whether the Earth (a sphere of 6378 km) hides the source from a telescope at the inertial
+// (GCRS) position `r_gcrs_m`: the half-line from the telescope towards the apparent source
+// direction passes within the Earth's radius of its centre, or the telescope is inside it.
+bool EarthBlocks(const ASampleFrame& f, const AMXYZ& r_gcrs_m);
+
+// Azimuth of the source seen from a ground station (the Earth-fixed vector as GroundUVW takes it),
+// degrees from north through east in [0, 360), on the geocentric horizon (the plane normal to the
+// station vector, as the zenith angle of GroundUVW).
+double GroundAzimuthDeg(const ASampleFrame& f, const AMXYZ& itrf_m);
+
+// Whether an azimuth lies within [az_min, az_max] (degrees; az_min > az_max wraps through north).
+bool AzimuthWithin(double az_deg, double az_min_deg, double az_max_deg);
+

@@ -28,7 +28,7 @@ int SeesPastEarth(const AMXYZ& r, const ASourceSinCos& src) {
   return std::sqrt(d2 > 0 ? d2 : 0.0) > kEarthRadius ? 1 : 0;
 }
 
-int PropagateWithOblateness(const double params[8], double t_jd, const ASourceSinCos& source, AMXYZ& out) {
+AMXYZ OblatenessPosition(const double params[8], double t_jd) {
   const double a = params[0] * 1000.0;
   const double e = params[1];
   const double inc = params[2] * kDegToRad;
@@ -64,6 +64,11 @@ int PropagateWithOblateness(const double params[8], double t_jd, const ASourceSi
   r.x = (cw * cn - sn * sw * cos_i) * p + (cn * sw - sn * cw * cos_i) * qq;
   r.y = (cn * sw * cos_i + sn * cw) * p + (cw * cn * cos_i - sn * sw) * qq;
   r.z = sw * sin_i * p + cw * sin_i * qq;
+  return r;
+}
+
+int PropagateWithOblateness(const double params[8], double t_jd, const ASourceSinCos& source, AMXYZ& out) {
+  const AMXYZ r = OblatenessPosition(params, t_jd);
   if (!SeesPastEarth(r, source)) return 0;
   out = r;
   return 1;

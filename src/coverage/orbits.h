@@ -31,6 +31,10 @@ AMXYZ RotateGround(double x_m, double y_m, double z_m, double theta_rad);
 // `out` keeps what it held.
 int PropagateWithOblateness(const double params[8], double t_jd, const ASourceSinCos& source, AMXYZ& out);
 
+// The position of PropagateWithOblateness (metres) without the Earth-blocking test: what a view
+// of the whole orbit draws, blocked stretches included.
+AMXYZ OblatenessPosition(const double params[8], double t_jd);
+
 // The Earth-blocking test alone for a position r (metres): non-zero when the distance of the
 // Earth's centre from the line through r along the source direction exceeds 6378000 m.
 int SeesPastEarth(const AMXYZ& r, const ASourceSinCos& source);

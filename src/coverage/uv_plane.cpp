@@ -27,6 +27,7 @@ struct TelescopeSetup {
   PositionSource source = PositionSource::kGround;
   AMXYZ itrf;              // ground: (X, -Y, Z)
   double zmin_deg = 0, zmax_deg = 180;
+  double az_min_deg = 0, az_max_deg = 360;
   const double* params = nullptr;
   AMOrbTXYZArray* table = nullptr;
 };
@@ -56,14 +57,16 @@ AMUVPlane::Status AMUVPlane::Fail(Status s) {
   return s;
 }
 
-int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopFlag* stop, MessageSink* messages) {
+int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopFlag* stop, MessageSink* messages,
+                         const AMUVPlaneOptions& options) {
   RemoveUVFile();
   status_ = kNotRun;
   samples_ = 0;
   header_ = AUVXHeader();
   const int n = obs.telescopes.GetSize();
   seen_.SetSize(n);
-  for (int i = 0; i < n; ++i) seen_[i] = 0;
+  blocked_.SetSize(n);
+  for (int i = 0; i < n; ++i) seen_[i] = blocked_[i] = 0;
 
   if (progress) progress->SetText(kBeginProgress);
   if (n > 255) {
@@ -122,6 +125,8 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
       s.itrf = {tl.params[tlsc::kX], -tl.params[tlsc::kY], tl.params[tlsc::kZ]};
       s.zmin_deg = tl.params[tlsc::kZMin];
       s.zmax_deg = tl.params[tlsc::kZMax];
+      s.az_min_deg = tl.params[tlsc::kAzMin];
+      s.az_max_deg = tl.params[tlsc::kAzMax];
     } else if (tl.use_orbit_file) {
       s.source = PositionSource::kOrbitFile;
       s.table = &tables[static_cast<std::size_t>(i)];
@@ -197,18 +202,29 @@ int AMUVPlane::Calculate(const AMObservation& obs, ProgressSink* progress, StopF
         switch (s.source) {
           case PositionSource::kGround:
             seen = GroundUVW(frame, s.itrf, AMXYZ{}, s.zmin_deg, s.zmax_deg, r);
+            if (seen && !AzimuthWithin(GroundAzimuthDeg(frame, s.itrf), s.az_min_deg, s.az_max_deg)) {
+              ++blocked_[i];
+              if (options.azimuth_limits) seen = 0;
+            }
             break;
-          case PositionSource::kOrbitFile: {
-            double xyz[3];
-            // A time the table does not reach gives no position: the telescope is left out.
-            seen = s.table->Interpolate(static_cast<std::int64_t>(t), xyz);
-            if (seen) r = InertialUVW(frame, {xyz[0], xyz[1], xyz[2]});
-            break;
-          }
+          case PositionSource::kOrbitFile:
           case PositionSource::kElements: {
-            const AMXYZ km = TwoBodyPositionKm(s.params, frame.jd_utc);
-            r = InertialUVW(frame, {km.x * 1000.0, km.y * 1000.0, km.z * 1000.0});
-            seen = 1;
+            AMXYZ gcrs;
+            if (s.source == PositionSource::kOrbitFile) {
+              double xyz[3];
+              // A time the table does not reach gives no position: the telescope is left out.
+              seen = s.table->Interpolate(static_cast<std::int64_t>(t), xyz);
+              gcrs = {xyz[0], xyz[1], xyz[2]};
+            } else {
+              const AMXYZ km = TwoBodyPositionKm(s.params, frame.jd_utc);
+              gcrs = {km.x * 1000.0, km.y * 1000.0, km.z * 1000.0};
+              seen = 1;
+            }
+            if (seen) r = InertialUVW(frame, gcrs);
+            if (seen && EarthBlocks(frame, gcrs)) {
+              ++blocked_[i];
+              if (options.earth_blocking) seen = 0;
+            }
             break;
           }
         }

@@ -17,6 +17,15 @@ inline constexpr const char* kCalculateUVPlane = "Calculate UV-Plane...";
 inline constexpr const char* kCantOpenOrbitFile = "Can`t open orbit fule: ";
 inline constexpr const char* kUVTempExt = ".$uv";
 
+// Choices beyond the classic computation, both off by default.
+struct AMUVPlaneOptions {
+  // Leave out the samples in which the Earth hides the source from an orbiting telescope
+  // (EarthBlocks: the half-line test). Off: orbiting telescopes always count as seeing it.
+  bool earth_blocking = false;
+  // Apply each ground station's AZmin/AZmax as well as its zenith-angle limits.
+  bool azimuth_limits = false;
+};
+
 class AMUVPlane {
  public:
   enum Status {
@@ -42,7 +51,8 @@ class AMUVPlane {
   // Runs the computation for `obs` (its intervals already checked and sorted by CheckForCreate).
   // Orbit-file paths are used as given. Non-zero when a UV-point file with at least one record
   // was written; Status() tells why not otherwise.
-  int Calculate(const AMObservation& obs, ProgressSink* progress, StopFlag* stop, MessageSink* messages);
+  int Calculate(const AMObservation& obs, ProgressSink* progress, StopFlag* stop, MessageSink* messages,
+                const AMUVPlaneOptions& options = {});
 
   Status GetStatus() const { return status_; }
   const std::string& UVPath() const { return uv_path_; }
@@ -51,6 +61,10 @@ class AMUVPlane {
   // Samples taken, and per telescope the number of samples in which it saw the source.
   std::int64_t Samples() const { return samples_; }
   const AArray<std::int64_t>& SeenSamples() const { return seen_; }
+  // Per telescope, the samples in which the Earth hid the source from it (orbiting telescopes) or
+  // the source lay outside its azimuth limits while within its zenith limits (ground stations);
+  // counted whether or not the options leave those samples out.
+  const AArray<std::int64_t>& BlockedSamples() const { return blocked_; }
 
   // Deletes the temporary file now (the normal end of task 1, whatever its outcome).
   void RemoveUVFile();
@@ -65,6 +79,7 @@ class AMUVPlane {
   AUVXHeader header_;
   std::int64_t samples_ = 0;
   AArray<std::int64_t> seen_;
+  AArray<std::int64_t> blocked_;
 };
 
 // Temporary path for an output UVX path: its folder + GetNameAsDT() + ".$uv".

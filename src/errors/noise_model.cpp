@@ -58,6 +58,18 @@ void AMNoiseModel::Apply(const AUVXGroup& group, AUVXVisibility& vis) {
     AddGaussian(a, b, vis);
   else
     AddClassic(a, b, vis);
+  if (options_.thermal_weights) SetThermalWeights(a, b, vis);
+}
+
+void AMNoiseModel::SetThermalWeights(int a, int b, AUVXVisibility& vis) const {
+  const double eta = options_.gaussian ? options_.efficiency : 1.0;
+  for (int f = 0; f < vis.n_if; ++f) {
+    const double sigma = std::sqrt(sfd_.items[a].sefd[f] * sfd_.items[b].sefd[f] / two_bt_) / eta;
+    if (!(sigma > 0)) continue;
+    const float weight = static_cast<float>(1.0 / (sigma * sigma));
+    for (int c = 0; c < vis.n_channels; ++c)
+      for (int s = 0; s < vis.n_stokes; ++s) vis.entries[vis.Index(f, c, s)].weight = weight;
+  }
 }
 
 void AMNoiseModel::AddClassic(int a, int b, AUVXVisibility& vis) {

@@ -37,6 +37,10 @@ struct AMTlscSfd {
 struct AMNoiseOptions {
   bool gaussian = false;     // the Gaussian model instead of the classic one
   double efficiency = 0.88;  // eta of the Gaussian model
+  // Set each visibility's weight to 1/sigma^2 [1/Jy^2], sigma = sqrt(SEFD1 SEFD2 / (2 B T)) / eta
+  // the thermal noise of its real or imaginary part (eta = 1 for the classic model), the weight
+  // imagers expect; a baseline of zero sigma keeps its weight. Off: the weights are kept.
+  bool thermal_weights = false;
 };
 
 class AMNoiseModel {
@@ -64,6 +68,7 @@ class AMNoiseModel {
  private:
   void AddClassic(int a, int b, AUVXVisibility& vis);
   void AddGaussian(int a, int b, AUVXVisibility& vis);
+  void SetThermalWeights(int a, int b, AUVXVisibility& vis) const;
 
   AMTlscSfd sfd_;
   AMNoiseOptions options_;

@@ -33,6 +33,7 @@ int RunNoiseTask(const AMNoiseParams& params, ProgressSink* progress, StopFlag* 
   AMNoiseOptions options;
   options.gaussian = params.gaussian;
   options.efficiency = params.efficiency;
+  options.thermal_weights = params.thermal_weights;
   std::string why;
   if (!model.Init(params.sfd, in.NIF(), options, rng_start, &why)) return fail(params.in_path + ": " + why);
 

@@ -18,6 +18,7 @@ struct AMNoiseParams {
   AMTlscSfd sfd;            // telescopes, scan duration, bandwidth
   bool gaussian = false;    // the Gaussian model instead of the classic one
   double efficiency = 0.88; // its correlator efficiency
+  bool thermal_weights = false;  // weights 1/sigma^2 (AMNoiseOptions); false keeps them
   std::optional<std::uint32_t> rng_start;  // the generators' initial state; none: TickCount()
 
   std::string Validate() const;

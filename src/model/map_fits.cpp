@@ -10,6 +10,7 @@
 #include <limits>
 #include <system_error>
 
+#include "core/astro_time.h"
 #include "core/file.h"
 #include "core/text.h"
 #include "model/map_file.h"
@@ -110,6 +111,37 @@ bool FindImage(fitsfile* f, int& naxis, LONGLONG naxes[4], int& status) {
   return false;
 }
 
+// The keywords of AFitsImageInfo that are set.
+void WriteImageInfo(fitsfile* f, const AFitsImageInfo& info, int* status) {
+  if (info.celestial) {
+    double equinox = 2000.0;
+    char fk5[] = "FK5";
+    fits_write_key(f, TDOUBLE, "EQUINOX", &equinox, "J2000 axes", status);
+    fits_write_key(f, TSTRING, "RADESYS", fk5, nullptr, status);
+  }
+  if (info.beam) {
+    double bmaj = info.bmaj_deg, bmin = info.bmin_deg, bpa = info.bpa_deg;
+    fits_write_key(f, TDOUBLE, "BMAJ", &bmaj, "beam major axis FWHM, degrees", status);
+    fits_write_key(f, TDOUBLE, "BMIN", &bmin, "beam minor axis FWHM, degrees", status);
+    fits_write_key(f, TDOUBLE, "BPA", &bpa, "beam position angle, degrees east of north", status);
+  }
+  if (!info.object.empty()) {
+    std::string object = info.object;
+    fits_write_key(f, TSTRING, "OBJECT", object.data(), nullptr, status);
+  }
+  if (info.jd0 > 0)
+    if (const auto date = CalendarFromJulianDay(info.jd0 + 0.5, "%Y-%m-%d")) {
+      std::string text = *date;
+      fits_write_key(f, TSTRING, "DATE-OBS", text.data(), "observation date", status);
+    }
+  if (info.freq_hz > 0) {
+    double freq = info.freq_hz;
+    fits_write_key(f, TDOUBLE, "RESTFRQ", &freq, "reference frequency, Hz", status);
+  }
+  char origin[] = "QVLModel";
+  fits_write_key(f, TSTRING, "ORIGIN", origin, nullptr, status);
+}
+
 }  // namespace
 
 bool FitsMapOnJ2000Axes(const std::string& path) {
@@ -192,6 +224,11 @@ int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, st
 
 int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                 const std::string& unit, std::string* error) {
+  return SaveFitsMap(path, map, range, unit, AFitsImageInfo(), error);
+}
+
+int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+                const std::string& unit, const AFitsImageInfo& info, std::string* error) {
   if (map.rows < 1 || map.cols < 1) return Fail(error, "cannot write an empty map");
   const std::string temp = path + ".part~" + std::to_string(::getpid());
   AFileRemover remover(temp);
@@ -206,7 +243,7 @@ int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMa
   double cdelt2 = spacing(range.ymin, range.ymax, map.rows);
   double crpix1 = 1.0 - range.xmin / (cdelt1 * kDegToArcsec);
   double crpix2 = 1.0 - range.ymin / (cdelt2 * kDegToArcsec);
-  double zero = 0;
+  double crval1 = info.celestial ? info.ra_deg : 0.0, crval2 = info.celestial ? info.dec_deg : 0.0;
   {
     FitsHandle h;
     int status = 0;
@@ -218,15 +255,16 @@ int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMa
     fits_create_imgll(h.f, FLOAT_IMG, 2, naxes, &status);
     fits_write_key(h.f, TSTRING, "BUNIT", bunit.data(), "pixel unit", &status);
     fits_write_key(h.f, TSTRING, "CTYPE1", ra, "first axis: east offset", &status);
-    fits_write_key(h.f, TDOUBLE, "CRVAL1", &zero, "phase centre", &status);
+    fits_write_key(h.f, TDOUBLE, "CRVAL1", &crval1, "phase centre", &status);
     fits_write_key(h.f, TDOUBLE, "CDELT1", &cdelt1, "degrees", &status);
     fits_write_key(h.f, TDOUBLE, "CRPIX1", &crpix1, "pixel of the phase centre", &status);
     fits_write_key(h.f, TSTRING, "CUNIT1", deg, nullptr, &status);
     fits_write_key(h.f, TSTRING, "CTYPE2", dec, "second axis: north offset", &status);
-    fits_write_key(h.f, TDOUBLE, "CRVAL2", &zero, "phase centre", &status);
+    fits_write_key(h.f, TDOUBLE, "CRVAL2", &crval2, "phase centre", &status);
     fits_write_key(h.f, TDOUBLE, "CDELT2", &cdelt2, "degrees", &status);
     fits_write_key(h.f, TDOUBLE, "CRPIX2", &crpix2, "pixel of the phase centre", &status);
     fits_write_key(h.f, TSTRING, "CUNIT2", deg, nullptr, &status);
+    WriteImageInfo(h.f, info, &status);
     fits_write_pixll(h.f, TFLOAT, first, LONGLONG(map.Elements()), const_cast<float*>(map.data), &status);
     int close_status = status;
     fits_close_file(h.f, &close_status);

@@ -26,3 +26,18 @@ bool FitsMapOnJ2000Axes(const std::string& path);
 // renamed: complete or absent.
 int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                 const std::string& unit, std::string* error);
+
+// What an image may say beyond its pixels: the J2000 sky position of its phase centre (CRVAL,
+// EQUINOX 2000, RADESYS FK5), the restoring beam (BMAJ, BMIN, BPA in degrees), the source name
+// (OBJECT), the observation date (DATE-OBS, from the Julian day of its 0h) and frequency (RESTFRQ).
+struct AFitsImageInfo {
+  bool celestial = false;
+  double ra_deg = 0, dec_deg = 0;
+  bool beam = false;
+  double bmaj_deg = 0, bmin_deg = 0, bpa_deg = 0;
+  std::string object;
+  double jd0 = 0;      // 0: no date
+  double freq_hz = 0;  // 0: no frequency
+};
+int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+                const std::string& unit, const AFitsImageInfo& info, std::string* error);

@@ -14,8 +14,8 @@
 
 #include "core/containers.h"
 #include "core/runtime.h"
+#include "model/map_engine.h"
 #include "model/map_range.h"
-#include "model/map_sum.h"
 #include "uvx/uvx_file.h"
 
 // Reads a map: .exm / .amap (our binary layout, AMapFile/AMapHeader) or .fits/.fit/.fts (FITS image,
@@ -33,13 +33,15 @@ int ListMapFolder(const std::string& folder, std::vector<std::string>& paths);
 // one map, reading groups through AUVXFastRead::GetUVGVis (stop flag tested before each group), and
 // writes the header's extremes at the end. Non-zero on success; 0 on failure or stop.
 // A map needs at least 2 rows and 2 columns (its pixel spacing is undefined otherwise).
+// `options` name the engine of the sum (default: the cost model's choice) and the accuracy, and
+// receive the engine report (map_engine.h).
 // With `map_on_j2000` the map's offsets are on the axes of the J2000 phase centre (a FITS image's
 // usual WCS): each group's (u, v) are turned from the file's frame of date to those axes
 // (core/uvw_frame.h) before the sum, which is the same as turning the pixel offsets into the frame
 // of date. The file then needs its phase centre (SU table).
 int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& range, bool add,
                   bool fast, ProgressSink* progress, StopFlag* stop, std::string* error,
-                  MapEngine engine = MapEngine::Fast, bool map_on_j2000 = false);
+                  const AMapSumOptions& options = {}, bool map_on_j2000 = false);
 
 // Model kind 2: a series of maps; map k (in the given order) serves the group times from
 // start + k * step. Group times are seconds from the file's start time, so start is group time 0:
@@ -48,7 +50,7 @@ int ApplyMapModel(AUVXFile& file, const AMatrix<float>& map, const TMinMax& rang
 // (again only if the groups are not in time order). time_step_s must be positive and finite.
 int ApplyMapSeries(AUVXFile& file, const std::vector<std::string>& map_paths, double time_step_s,
                    bool add, bool fast, ProgressSink* progress, StopFlag* stop, std::string* error,
-                   MapEngine engine = MapEngine::Fast);
+                   const AMapSumOptions& options = {});
 
 // The map of a series that serves group time t (the rule above); `maps` >= 1.
 int MapSeriesIndex(double time_s, double time_step_s, int maps);

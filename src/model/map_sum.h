@@ -22,8 +22,9 @@
 #include "model/map_range.h"
 
 // Which engine a map model run uses: the reference reduction of AMapComps::VfromUV, one UV point
-// at a time, or this fast engine (the default).
-enum class MapEngine { Reference, Fast };
+// at a time; this separable engine (Fast, also named Separable); the non-uniform FFT (map_nufft.h);
+// or Auto, the cost model's choice between the last two (map_engine.h, the default of a run).
+enum class MapEngine { Reference, Fast, Separable = Fast, Nufft, Auto };
 
 // Which build of the kernel the fast engine runs. Auto: AVX2 + FMA when the processor has them,
 // else generic; Avx2 when the processor lacks them also runs the generic one.

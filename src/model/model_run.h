@@ -23,8 +23,8 @@
 #include "core/runtime.h"
 #include "model/comp_eval.h"
 #include "model/components.h"
+#include "model/map_engine.h"
 #include "model/map_simap.h"
-#include "model/map_sum.h"
 #include "uvx/fq_table.h"
 #include "uvx/uvx_records.h"
 #include "uvx/work2uvx.h"
@@ -53,7 +53,8 @@ struct AMModelSource {
   std::string map_path;                     // kind 1
   std::string map_folder;                   // kind 2
   double map_time_step_s = 600.0;           // kind 2
-  MapEngine engine = MapEngine::Fast;       // kinds 1 and 2: the sum over the map's pixels
+  MapEngine engine = MapEngine::Auto;       // kinds 1 and 2: the sum over the map's pixels
+  double accuracy = kMapDefaultAccuracy;    // kinds 1 and 2: relative RMS accuracy of the NUFFT
 };
 
 // True when two paths name the same file: equal as text, or resolving to the same file. Such a
@@ -88,6 +89,8 @@ class AMP2Work {
   int Run();
   const std::string& Error() const { return error_; }
   std::int64_t GroupsDone() const { return groups_done_; }
+  // Map models: which engine summed the map(s) and why.
+  const AMapEngineReport& EngineReport() const { return engine_report_; }
 
   // Prepares the per-group computation for a file's frequency table (exposed for the tests).
   int Prepare(const AUVXFqTbl& fq, int n_if, int n_channels);
@@ -109,6 +112,7 @@ class AMP2Work {
   MessageSink& messages_;
   std::string error_;
   std::int64_t groups_done_ = 0;
+  AMapEngineReport engine_report_;
 
   AUVXFqTbl fq_;
   int n_if_ = 0;

@@ -35,6 +35,11 @@ int AMP2Work::RunMaps() {
   }
   const bool add = item_.add_type == 0;
   const bool fast = item_.fast != 0;
+  AMapSumOptions options(model_.engine);
+  options.accuracy = model_.accuracy;
+  options.report = &engine_report_;
+  // With spectral scaling every (set-up, IF) row of the map's set pixels gets its factors.
+  if (item_.use_mfs) options.spectral_index = &item_.si_map;
   std::string why;
   int ok = 0;
   if (model_.kind == kModelMap) {
@@ -58,7 +63,7 @@ int AMP2Work::RunMaps() {
       messages_.Show(item_.in_path + " has no SU table (no phase centre): the offsets of " + model_.map_path +
                      " are taken on the file's own axes");
     }
-    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, model_.engine, j2000);
+    ok = ApplyMapModel(file, map, range, add, fast, progress_, stop_, &why, options, j2000);
   } else {
     std::vector<std::string> maps;
     if (!ListMapFolder(model_.map_folder, maps)) {
@@ -71,7 +76,7 @@ int AMP2Work::RunMaps() {
       discard();
       return Fail("Not found .exm map file(s) in folder: " + model_.map_folder);
     }
-    ok = ApplyMapSeries(file, maps, model_.map_time_step_s, add, fast, progress_, stop_, &why, model_.engine);
+    ok = ApplyMapSeries(file, maps, model_.map_time_step_s, add, fast, progress_, stop_, &why, options);
   }
   if (!ok) {
     file.Close();

@@ -170,7 +170,22 @@ struct Reader {
   }
 };
 
-bool ReadSource(Reader& r, const json& j, AMObservation& obs) {
+bool ReadSource(Reader& r, const json& j, AMObservation& obs, const AMSourceCatalog* sources) {
+  if (j.is_object() && j.contains("catalog")) {
+    if (!r.Object(j, "source", {"catalog", "name_choice"})) return false;
+    std::string name, choice = "name";
+    if (!r.String(j["catalog"], "source.catalog", name)) return false;
+    if (j.contains("name_choice") && !r.String(j["name_choice"], "source.name_choice", choice)) return false;
+    if (choice != "name" && choice != "other") return r.Fail("source.name_choice", "expected \"name\" or \"other\"");
+    if (!sources) return r.Fail("source.catalog", "no source catalogue (Sources.dat) to look '" + name + "' up in");
+    const int at = FindSource(*sources, name);
+    if (at < 0) return r.Fail("source.catalog", "source '" + name + "' is not in Sources.dat");
+    const AMSourceInfoItem& s = (*sources)[at];
+    obs.source_name = choice == "other" ? s.other_name : s.name;
+    obs.ra_time_s = s.ra_time_s;
+    obs.dec_arcsec = s.dec_arcsec;
+    return true;
+  }
   if (!r.Object(j, "source", {"name", "ra", "dec"})) return false;
   if (j.contains("name") && !r.String(j["name"], "source.name", obs.source_name)) return false;
   if (j.contains("ra") && !r.Time(j["ra"], "source.ra", obs.ra_time_s)) return false;
@@ -276,8 +291,8 @@ bool ReadTelescope(Reader& r, const json& j, const std::string& path, const AMTl
     }
     const bool ground = kind == "ground";
     if (ground) {
-      if (!r.Object(j, path, {"name", "id", "kind", "x_m", "y_m", "z_m", "diameter_m", "az_min_deg", "az_max_deg",
-                              "zenith_min_deg", "zenith_max_deg", "use_orbit_file", "orbit_file"}))
+      if (!r.Object(j, path, {"name", "id", "kind", "x_m", "y_m", "z_m", "itrf_m", "diameter_m", "az_min_deg",
+                              "az_max_deg", "zenith_min_deg", "zenith_max_deg", "use_orbit_file", "orbit_file"}))
         return false;
     } else if (!r.Object(j, path, {"name", "id", "kind", "semimajor_axis_km", "eccentricity", "inclination_deg",
                                    "ascending_node_deg", "perigee_argument_deg", "epoch_jd", "mean_anomaly_deg",
@@ -287,7 +302,20 @@ bool ReadTelescope(Reader& r, const json& j, const std::string& path, const AMTl
     if (!j.contains("name")) return r.Fail(path + ".name", "missing");
     if (!j.contains("id")) return r.Fail(path + ".id", "missing");
     if (!r.String(j["name"], path + ".name", t.name) || !r.String(j["id"], path + ".id", t.id_name)) return false;
+    // "itrf_m": [X, Y, Z] right-handed Earth-fixed, in place of the catalogue's x_m, y_m, z_m
+    // (whose Y is the ITRF Y negated).
+    const bool itrf = ground && j.contains("itrf_m");
+    if (itrf) {
+      const json& v = j["itrf_m"];
+      if (j.contains("x_m") || j.contains("y_m") || j.contains("z_m"))
+        return r.Fail(path + ".itrf_m", "give either itrf_m or x_m, y_m, z_m");
+      if (!v.is_array() || v.size() != 3) return r.Fail(path + ".itrf_m", "expected [X, Y, Z] in metres");
+      for (int k = 0; k < 3; ++k)
+        if (!r.Number(v[std::size_t(k)], path + ".itrf_m[" + std::to_string(k) + "]", t.params[k])) return false;
+      t.params[tlsc::kY] = -t.params[tlsc::kY];
+    }
     for (const ParamName& p : ground ? kGroundKeys : kOrbitKeys) {
+      if (itrf && p.index <= tlsc::kZ) continue;
       if (!j.contains(p.key)) {
         if (!ground && p.index == tlsc::kUnused) continue;
         return r.Fail(path + "." + p.key, "missing");
@@ -369,10 +397,13 @@ json ObservationToJson(const AMObservation& obs, const AMTlscCatalog* catalog) {
   for (const AMTlscItem& t : obs.telescopes) tl.push_back(TelescopeToJson(t, catalog));
   j["telescopes"] = tl;
   j["output"] = obs.output_path;
+  if (obs.earth_blocking) j["earth_blocking"] = true;
+  if (obs.azimuth_limits) j["azimuth_limits"] = true;
   return j;
 }
 
-int ObservationFromJson(const json& j, AMObservation& target, std::string& error, const AMTlscCatalog* catalog) {
+int ObservationFromJson(const json& j, AMObservation& target, std::string& error, const AMTlscCatalog* catalog,
+                        const AMSourceCatalog* sources) {
   Reader r;
   AMObservation obs(std::string{});
   obs.output_path.clear();
@@ -385,9 +416,18 @@ int ObservationFromJson(const json& j, AMObservation& target, std::string& error
     return 1;
   };
   if (!r.Object(j, "", {"source", "date", "frequency", "time_step_s", "intervals", "polarizations",
-                                   "telescopes", "output"}))
+                                   "telescopes", "output", "earth_blocking", "azimuth_limits"}))
     return done(false);
-  if (j.contains("source") && !ReadSource(r, j["source"], obs)) return done(false);
+  if (j.contains("source") && !ReadSource(r, j["source"], obs, sources)) return done(false);
+  std::int32_t flag = 0;
+  if (j.contains("earth_blocking")) {
+    if (!r.Bool(j["earth_blocking"], "earth_blocking", flag)) return done(false);
+    obs.earth_blocking = flag != 0;
+  }
+  if (j.contains("azimuth_limits")) {
+    if (!r.Bool(j["azimuth_limits"], "azimuth_limits", flag)) return done(false);
+    obs.azimuth_limits = flag != 0;
+  }
   if (j.contains("date")) {
     std::string text;
     if (!r.String(j["date"], "date", text)) return done(false);

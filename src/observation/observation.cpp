@@ -176,23 +176,29 @@ int ParseDeclinationField(const std::string& text, double& dec_arcsec) {
   return 1;
 }
 
-AMCreateCheck CheckForCreate(AMObservation& obs, MessageSink* messages) {
-  auto fail = [messages](const char* text, int row = -1, int column = -1) {
+AMCreateCheck CheckForCreate(AMObservation& obs, MessageSink* messages, const AMSourceFieldTexts* fields) {
+  auto fail = [messages](int id, const char* text, AMCreateField field, int row = -1, int column = -1) {
     if (messages) messages->Show(text);
-    return AMCreateCheck{0, text, row, column};
+    return AMCreateCheck{0, text, row, column, id, field};
   };
-  if (obs.telescopes.count < 2) return fail(msg::kTooFewTelescopes);
-  if (obs.intervals.count < 1) return fail(msg::kNoTimeIntervals);
-  if (obs.polarizations.count < 1) return fail(msg::kNoPolarization);
+  if (obs.telescopes.count < 2) return fail(300, msg::kTooFewTelescopes, AMCreateField::Telescopes);
+  if (obs.intervals.count < 1) return fail(301, msg::kNoTimeIntervals, AMCreateField::Intervals);
+  if (obs.polarizations.count < 1) return fail(306, msg::kNoPolarization, AMCreateField::Polarizations);
   SortTimeItems(obs.intervals);
   const int n_ids = obs.freq.freq_ids.count;
   for (int i = 0; i < obs.intervals.count; ++i) {
     const AMTimeItem& t = obs.intervals[i];
-    if (t.freq_id > n_ids || t.freq_id < 1) return fail(msg::kInvalidFreqId, i, 2);
-    if (t.stop < t.start) return fail(msg::kStartAfterStop, i, 1);
+    if (t.freq_id > n_ids || t.freq_id < 1) return fail(302, msg::kInvalidFreqId, AMCreateField::Intervals, i, 2);
+    if (t.stop < t.start) return fail(303, msg::kStartAfterStop, AMCreateField::Intervals, i, 1);
   }
-  if (!IsValidRightAscension(obs.ra_time_s)) return fail(kInvalidRightAscension);
-  if (!IsValidDeclination(obs.dec_arcsec)) return fail(kInvalidDeclination);
+  if (fields) {
+    if (!ParseRightAscensionField(fields->ra_text, obs.ra_time_s))
+      return fail(0, kInvalidRightAscension, AMCreateField::RightAscension);
+    if (!ParseDeclinationField(fields->dec_text, obs.dec_arcsec))
+      return fail(0, kInvalidDeclination, AMCreateField::Declination);
+  }
+  if (!IsValidRightAscension(obs.ra_time_s)) return fail(0, kInvalidRightAscension, AMCreateField::RightAscension);
+  if (!IsValidDeclination(obs.dec_arcsec)) return fail(0, kInvalidDeclination, AMCreateField::Declination);
   return {};
 }
 

@@ -53,6 +53,11 @@ class AMObservation {
   AArray<std::int16_t> polarizations;
   AObjArray<AMTlscItem> telescopes;
   std::string output_path;
+  // Choices of the UV-plane computation beyond the classic one, kept by the JSON form (and the
+  // settings file) only, not by the .obs layout above: leave out the samples in which the Earth
+  // hides the source from an orbiting telescope; apply the ground stations' azimuth limits.
+  bool earth_blocking = false;
+  bool azimuth_limits = false;
 };
 
 // Loads into a fresh object and assigns it to `target` only on success; non-zero on success.
@@ -84,21 +89,39 @@ int ParseDeclinationField(const std::string& text, double& dec_arcsec);
 inline constexpr const char* kInvalidRightAscension = "Invalid Right ascension.";
 inline constexpr const char* kInvalidDeclination = "Invalid Declination.";
 
-// Outcome of the Create checks. `row` and `column` locate the failing cell of the interval
-// table (0-based; column 0 start, 1 stop, 2 frequency ID), -1 when the failure is elsewhere.
+// What a failed Create check points at, so that a page can select it: the telescope list, the
+// interval table (with `row` and `column`), the polarization list, or a coordinate field.
+enum class AMCreateField { None, Telescopes, Intervals, Polarizations, RightAscension, Declination };
+
+// Outcome of the Create checks. `id` is the message number (300 .. 306; 0 for the coordinate
+// messages, which have none). `row` and `column` locate the failing cell of the interval table
+// (0-based; column 0 start, 1 stop, 2 frequency ID), -1 when the failure is elsewhere.
 struct AMCreateCheck {
   int ok = 1;
   const char* message = nullptr;  // the fixed text shown to the user
   int row = -1;
   int column = -1;
+  int id = 0;
+  AMCreateField field = AMCreateField::None;
+};
+
+// The coordinate texts as typed on a page. When handed to CheckForCreate they are parsed at the
+// coordinate step (ParseRightAscensionField / ParseDeclinationField) and, when accepted, become
+// the observation's values; a text that is refused fails the check.
+struct AMSourceFieldTexts {
+  std::string ra_text;
+  std::string dec_text;
 };
 
 // The checks run before a UV plane is created, in order, stopping at the first failure:
 // 300 fewer than 2 telescopes, 301 no interval, 306 no polarization, then the intervals are
 // sorted in place, 302 a frequency ID outside 1..number of frequency IDs (row, column 2),
-// 303 stop before start (row, column 1), then right ascension and declination.
-// The failing message is also shown through `messages` when given.
-AMCreateCheck CheckForCreate(AMObservation& obs, MessageSink* messages = nullptr);
+// 303 stop before start (row, column 1), then right ascension and declination (the typed texts
+// when `fields` is given, otherwise the stored values).
+// The failing message is also shown through `messages` when given. The command line (configure,
+// obs check) and the desktop page both run this one function.
+AMCreateCheck CheckForCreate(AMObservation& obs, MessageSink* messages = nullptr,
+                             const AMSourceFieldTexts* fields = nullptr);
 
 // ---- Change test ------------------------------------------------------------------------------
 

@@ -132,29 +132,6 @@ struct GroupReader {
   }
 };
 
-// Amplitude and weight extremes of a record; the amplitude is compared squared and taken with
-// std::hypot (as AUVXVisibility::check does) only for the two entries that end extreme.
-struct VisExtremes {
-  double sq_min = std::numeric_limits<double>::max(), sq_max = -1;
-  float lo[2] = {}, hi[2] = {};
-  double w_min = std::numeric_limits<double>::max(), w_max = -std::numeric_limits<double>::max();
-  void Fold(const unsigned char* vis, std::int64_t entries) {
-    for (std::int64_t e = 0; e < entries; ++e) {
-      float v[3];
-      std::memcpy(v, vis + 12 * e, 12);
-      const double sq = double(v[0]) * v[0] + double(v[1]) * v[1];
-      if (sq < sq_min) sq_min = sq, lo[0] = v[0], lo[1] = v[1];
-      if (sq > sq_max) sq_max = sq, hi[0] = v[0], hi[1] = v[1];
-      w_min = std::min(w_min, double(v[2])), w_max = std::max(w_max, double(v[2]));
-    }
-  }
-  void Into(AUVXMinMax& mm) const {
-    if (sq_max < 0) return;
-    mm.amp_min = AUVXComplex(lo[0], lo[1]).ampl(), mm.amp_max = AUVXComplex(hi[0], hi[1]).ampl();
-    mm.weight_min = w_min, mm.weight_max = w_max;
-  }
-};
-
 int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSink* progress, StopFlag* stop,
            MessageSink* messages, std::string& error, UVFitsSummary* summary, bool force_general, UVFitsFrame frame) {
   std::error_code ec;
@@ -218,7 +195,7 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
   AUVXBaseLines baselines(0, 128);
   AUVXPosition position;
   AUVXMinMax mm;
-  VisExtremes vx;
+  AUVXVisExtremes vx;
   if (progress) progress->SetText("Import " + fits_path), progress->SetRange(0, l.gcount);
   for (std::int64_t first = 0; first < l.gcount; first += per_block) {
     const std::int64_t n = std::min(per_block, l.gcount - first);

@@ -1,6 +1,7 @@
 #include "uvx/uvx_records.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "uvx/le_bytes.h"
@@ -122,6 +123,23 @@ void AUVXVisibility::check(AUVXMinMax& mm) const {
   mm.amp_max = std::max(mm.amp_max, std::sqrt(a2_max));
   mm.weight_min = std::min(mm.weight_min, double{w_min});
   mm.weight_max = std::max(mm.weight_max, double{w_max});
+}
+
+void AUVXVisExtremes::Fold(const unsigned char* vis, std::int64_t entries) {
+  for (std::int64_t e = 0; e < entries; ++e) {
+    float v[3];
+    std::memcpy(v, vis + 12 * e, 12);
+    const double sq = double(v[0]) * v[0] + double(v[1]) * v[1];
+    if (sq < sq_min) sq_min = sq, lo[0] = v[0], lo[1] = v[1];
+    if (sq > sq_max) sq_max = sq, hi[0] = v[0], hi[1] = v[1];
+    w_min = std::min(w_min, double(v[2])), w_max = std::max(w_max, double(v[2]));
+  }
+}
+
+void AUVXVisExtremes::Into(AUVXMinMax& mm) const {
+  if (sq_max < 0) return;
+  mm.amp_min = AUVXComplex(lo[0], lo[1]).ampl(), mm.amp_max = AUVXComplex(hi[0], hi[1]).ampl();
+  mm.weight_min = w_min, mm.weight_max = w_max;
 }
 
 std::string AStokesItem::asShortString() const {

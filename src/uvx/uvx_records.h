@@ -88,6 +88,17 @@ class AUVXVisibility {
   AArray<AUVXVisEntry> entries;
 };
 
+// Amplitude and weight extremes folded over raw visibility records (12-byte entries, as stored)
+// by the converters that build records without AUVXVisibility. The amplitude is compared squared
+// and taken with std::hypot (as AUVXComplex::ampl) only for the two entries that end extreme.
+struct AUVXVisExtremes {
+  double sq_min = 1.7976931348623157e308, sq_max = -1;
+  float lo[2] = {}, hi[2] = {};
+  double w_min = 1.7976931348623157e308, w_max = -1.7976931348623157e308;
+  void Fold(const unsigned char* vis, std::int64_t entries);
+  void Into(AUVXMinMax& mm) const;  // sets the amplitude and weight extremes when any was folded
+};
+
 struct AUVXComplex {
   float re = 0, im = 0;
   AUVXComplex() = default;

@@ -7,33 +7,10 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "app/cli_test_util.h"
 #include "uvx/uvx_test_util.h"
 
 namespace {
-
-struct Result {
-  int status = -1;
-  std::string out;
-};
-
-Result Qvl(const std::string& args) {
-  Result r;
-  FILE* p = ::popen((std::string(QVLMODEL_EXE) + " " + args + " 2>&1").c_str(), "r");
-  if (!p) return r;
-  char buf[4096];
-  std::size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-  const int st = ::pclose(p);
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return r;
-}
-
-nlohmann::json LastJson(const std::string& out) {
-  const auto open = out.find("{\n");
-  return nlohmann::json::parse(out.substr(open, out.rfind('}') - open + 1));
-}
-
-std::string Q(const std::string& s) { return "'" + s + "'"; }
 
 const std::string kExamples = std::string(QVL_SOURCE_DATA) + "/examples/";
 
@@ -71,6 +48,31 @@ TEST(ModelCommand, ComponentsMapsAndRenderFromTheCommandLine) {
     ASSERT_TRUE(a.SeekUVVis(g) && va.load(a) && b.SeekUVVis(g) && vb.load(b));
     for (int e = 0; e < va.Count(); ++e) EXPECT_NEAR(va.entries[e].re, vb.entries[e].re, 1e-5);
   }
+  // The engine report: forced NUFFT at 1e-9 (kernel of 11 cells on a double grid), and the cost
+  // model's own choice, each with its reason; both give the same visibilities.
+  r = Qvl("model " + Q(in) + " --map " + Q(exm) + " -o " + Q(dir.File("n.uvx")) +
+          " --engine nufft --accuracy 1e-9 --no-fast --json");
+  ASSERT_EQ(r.status, 0) << r.out;
+  j = LastJson(r.out);
+  EXPECT_EQ(j["engine"]["name"], "nufft");
+  EXPECT_EQ(j["engine"]["reason"], "chosen by the caller");
+  EXPECT_EQ(j["engine"]["accuracy"], 1e-9);
+  EXPECT_EQ(j["engine"]["points"], 12 * 2 * 3);
+  EXPECT_EQ(j["engine"]["nufft"]["width"], 11);
+  EXPECT_EQ(j["engine"]["nufft"]["precision"], "double");
+  EXPECT_EQ(j["engine"]["nufft"]["grid"][0], 128);  // twice the 64 rows
+  r = Qvl("model " + Q(in) + " --map " + Q(exm) + " -o " + Q(dir.File("a.uvx")) + " --no-fast --json");
+  ASSERT_EQ(r.status, 0) << r.out;
+  j = LastJson(r.out);
+  EXPECT_NE(j["engine"]["reason"].get<std::string>().find("72 UV points"), std::string::npos) << j.dump();
+  EXPECT_GT(j["engine"]["estimated_s"]["nufft"].get<double>(), 0);
+  AUVXFile n, a2;
+  ASSERT_TRUE(n.Open(dir.File("n.uvx"), AUVXFile::modeRead) && a2.Open(dir.File("a.uvx"), AUVXFile::modeRead));
+  AUVXVisibility vn(n), va2(a2);
+  for (std::int64_t g = 0; g < n.Groups(); ++g) {
+    ASSERT_TRUE(n.SeekUVVis(g) && vn.load(n) && a2.SeekUVVis(g) && va2.load(a2));
+    for (int e = 0; e < vn.Count(); ++e) EXPECT_NEAR(vn.entries[e].im, va2.entries[e].im, 1e-5);
+  }
 }
 
 TEST(ModelCommand, RefusalsNameTheProblemAndLeaveNoFile) {
@@ -90,6 +92,9 @@ TEST(ModelCommand, RefusalsNameTheProblemAndLeaveNoFile) {
       {"model " + Q(in) + " --map-dir " + Q(dir.File("")) + " -o " + Q(out), "Not found .exm map file(s) in folder:"},
       {"model " + Q(in) + " -m " + Q(kExamples + "core_jet.mdl") + " --mfs " + Q(in) + " -o " + Q(out), "s.uvx"},
       {"model --render " + Q(kExamples + "core_jet.mdl") + " --fov 0 1 -o " + Q(dir.File("m.exm")), "--fov"},
+      {"model " + Q(in) + " --map x.exm --engine fastest -o " + Q(out), "--engine must be"},
+      {"model " + Q(in) + " --map x.exm --accuracy 0 -o " + Q(out), "--accuracy must lie"},
+      {"model " + Q(in) + " -m " + Q(kExamples + "core_jet.mdl") + " --engine nufft -o " + Q(out), "map models"},
   };
   for (const Case& c : cases) {
     const Result r = Qvl(c.args);

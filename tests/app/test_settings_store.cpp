@@ -218,3 +218,30 @@ TEST(SettingsStore, HandWrittenFilesFollowTheProfileRules) {
   EXPECT_EQ(huge.noise.sfd.items.GetSize(), 0);
   EXPECT_EQ(huge.noise.sfd.n_if, AUVXFile::kMaxAxis);
 }
+
+TEST(SettingsStore, WindowPositionIsWrittenFirstAndOnlyWhenKnown) {
+  AMSettings st = FullSettings();
+  AIniFile none;
+  SaveSettings(none, st);  // no window shown yet: nothing written, a stored position survives
+  EXPECT_EQ(none.Text().find("WND"), std::string::npos);
+
+  st.window = AMWindowPos{1, -20, 35, 1200, 800, 1};
+  AIniFile ini = FromText("[QVLMODEL]\nWND X=5\n");
+  SaveSettings(ini, st);
+  const std::string text = ini.Text();
+  EXPECT_EQ(text.find("[QVLMODEL]\nWND X=-20\nWND Y=35\nWND WIDTH=1200\nWND HEIGHT=800\nWND MAXIMIZED=1\n"), 0u)
+      << text;
+  AMSettings back;
+  LoadSettings(ini, back, kOpens);
+  EXPECT_EQ(back.window.valid, 1);
+  EXPECT_EQ(back.window.x, -20);
+  EXPECT_EQ(back.window.y, 35);
+  EXPECT_EQ(back.window.width, 1200);
+  EXPECT_EQ(back.window.height, 800);
+  EXPECT_EQ(back.window.maximized, 1);
+
+  // A size of zero is no stored position.
+  AMWindowPos pos;
+  LoadWindowPos(FromText("[QVLMODEL]\nWND X=10\nWND WIDTH=0\nWND HEIGHT=300\n"), pos);
+  EXPECT_EQ(pos.valid, 0);
+}

@@ -73,6 +73,26 @@ TEST(NoiseSigma, WorkedExampleAndFormula) {
   EXPECT_NEAR(model.GaussSigma(0, 1, 0), 0.02593383, 1e-8);
 }
 
+TEST(NoiseWeights, ThermalWeightsAreOneOverSigmaSquaredPerIfAndKeptOtherwise) {
+  // B = 16 MHz, T = 60 s: 2 B T = 1.92e9. IF1 1000 x 1000 Jy: sigma^2 = 1e6 / 1.92e9, weight 1920;
+  // IF2 400 x 900 Jy: weight 1.92e9 / 3.6e5 = 5333.33; the Gaussian model divides sigma by eta.
+  const struct {
+    AMNoiseOptions options;
+    float want[2];
+  } cases[] = {{{false, 0.88, true}, {1920.0f, float(1.92e9 / 3.6e5)}},
+               {{true, 0.5, true}, {480.0f, float(0.25 * 1.92e9 / 3.6e5)}},
+               {{false, 0.88, false}, {3.0f, 3.0f}}};
+  for (const auto& c : cases) {
+    AMNoiseModel model;
+    ASSERT_TRUE(model.Init(TwoTelescopes({1000.0, 400.0}, {1000.0, 900.0}), 2, c.options, 1u, nullptr));
+    AUVXVisibility v = Zero(2, 3, 2);
+    model.Apply(Group(1, 2), v);
+    for (int f = 0; f < 2; ++f)
+      for (int ch = 0; ch < 3; ++ch)
+        for (int s = 0; s < 2; ++s) EXPECT_FLOAT_EQ(v.Entry(f, ch, s).weight, c.want[f]) << f << ch << s;
+  }
+}
+
 TEST(NoiseClassic, AmplitudeExactlySigmaOnePhasePerIfAndStokes) {
   // 2 IFs x 4 channels x 2 Stokes of zeros. Per IF f and Stokes s one phase rand() * 2 pi / 32768,
   // drawn IF by IF, Stokes inside; the same value in every channel.

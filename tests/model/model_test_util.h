@@ -91,3 +91,20 @@ inline void EditGroups(const std::string& path, const std::function<void(int, AU
   }
   ASSERT_TRUE(f.Close());
 }
+
+// The map's sum over its pixel grid with the offsets in double (no float rounding of the
+// positions), written as a plain loop: pixel (r, c) at xmin + c dx, ymin + r dy arcsec.
+inline std::complex<double> GridSum(const AMatrix<float>& map, const TMinMax& range, double u, double v) {
+  const double k = 2.0 * 3.14159265358979323846 * 3.14159265358979323846 / 648000.0;
+  const double dx = (range.xmax - range.xmin) / (map.cols - 1.0), dy = (range.ymax - range.ymin) / (map.rows - 1.0);
+  double re = 0, im = 0;
+  for (std::uint32_t r = 0; r < map.rows; ++r)
+    for (std::uint32_t c = 0; c < map.cols; ++c) {
+      const double f = map(r, c);
+      if (f == 0) continue;
+      const double ph = (range.xmin + c * dx) * k * u + (range.ymin + r * dy) * k * v;
+      re += f * std::cos(ph);
+      im += f * std::sin(ph);
+    }
+  return {re, im};
+}

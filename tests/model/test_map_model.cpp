@@ -71,10 +71,10 @@ void ExpectFilled(const FileData& got, const FileData& original, const TestMap& 
 }
 
 int Apply(const std::string& path, const TestMap& t, bool add, bool fast, std::string* error,
-          MapEngine engine = MapEngine::Fast, StopFlag* stop = nullptr, ProgressSink* progress = nullptr) {
+          const AMapSumOptions& options = MapEngine::Fast, StopFlag* stop = nullptr, ProgressSink* progress = nullptr) {
   AUVXFile f;
   if (!f.Open(path, AUVXFile::modeUpdate)) return 0;
-  const int ok = ApplyMapModel(f, t.map, t.range, add, fast, progress, stop, error, engine);
+  const int ok = ApplyMapModel(f, t.map, t.range, add, fast, progress, stop, error, options);
   return f.Close() && ok;
 }
 
@@ -149,9 +149,101 @@ TEST(MapModel, FillsEveryEntryInBothModesAndWithBothEngines) {
   EXPECT_EQ(ReadAll(path), once);
 }
 
+TEST(MapModel, EveryEngineAgreesWithTheHandSumAndReportsItself) {
+  TempDir dir;
+  const std::string path = dir.File("e.uvx");
+  TestMap t;
+  const struct {
+    MapEngine engine;
+    double accuracy;
+    const char* name;
+  } cases[] = {{MapEngine::Reference, 1e-6, "reference"}, {MapEngine::Separable, 1e-6, "separable"},
+               {MapEngine::Nufft, 1e-3, "nufft"},         {MapEngine::Nufft, 1e-6, "nufft"},
+               {MapEngine::Nufft, 1e-9, "nufft"},         {MapEngine::Auto, 1e-6, "separable"}};
+  for (const auto& c : cases)
+    for (bool fast : {true, false}) {
+      WriteSampleFile(path, kGroups);
+      AMapEngineReport report;
+      AMapSumOptions options(c.engine);
+      options.accuracy = c.accuracy;
+      options.report = &report;
+      std::string error;
+      ASSERT_TRUE(Apply(path, t, false, fast, &error, options)) << error;
+      const FileData got = ReadFile(path);
+      double err = 0, norm = 0;
+      for (int g = 0; g < kGroups; ++g)
+        for (int k = 0; k < 2; ++k)
+          for (int j = 0; j < 3; ++j) {
+            const std::complex<double> want = HandVis(t, got.groups[g].u, got.groups[g].v, Freq(k, fast ? 0 : j));
+            const AUVXVisEntry& e = got.vis[g].Entry(k, j, 1);
+            err += std::norm(std::complex<double>(e.re, e.im) - want);
+            norm += std::norm(want);
+          }
+      // Float visibilities and the float offsets of the other engines: about 1e-7 at best.
+      EXPECT_LE(std::sqrt(err / norm), std::max(c.accuracy, 3e-7)) << c.name << " " << c.accuracy;
+      EXPECT_STREQ(MapEngineName(report.engine), c.name);
+      EXPECT_EQ(report.points, kGroups * 2 * (fast ? 1 : 3));
+      EXPECT_EQ(report.pixels, 4);
+      EXPECT_EQ(report.maps_reference + report.maps_separable + report.maps_nufft, 1);
+      EXPECT_EQ(report.accuracy, c.accuracy);
+      EXPECT_FALSE(report.reason.empty());
+      if (report.engine == MapEngine::Nufft) {
+        EXPECT_EQ(report.nufft_width, ANufftKernel::ForAccuracy(c.accuracy).width);
+      }
+    }
+}
+
+TEST(MapModel, SpectralIndexScalesTheSetPixelsOfEachIf) {
+  // Rows: IF 0, IF 1 of the one set-up; columns: the 4 set pixels in row-major order.
+  AMatrix<float> alpha(2, 4);
+  const float row1[4] = {1.0f, -2.0f, 0.5f, 3.0f};
+  for (std::uint32_t c = 0; c < 4; ++c) alpha(0, c) = 9.0f, alpha(1, c) = row1[c];  // row 0 never counts
+  TestMap t, if1;
+  const std::uint32_t at[4][2] = {{0, 0}, {2, 1}, {3, 2}, {4, 3}};
+  for (int c = 0; c < 4; ++c)
+    if1.map(at[c][0], at[c][1]) *= float(std::pow(Freq(1, 0) / Freq(0, 0), double(row1[c])));
+  TempDir dir;
+  const std::string path = dir.File("si.uvx");
+  for (MapEngine engine : {MapEngine::Separable, MapEngine::Nufft})
+    for (bool fast : {true, false}) {
+      WriteSampleFile(path, kGroups);
+      AMapSumOptions options(engine);
+      options.spectral_index = &alpha;
+      std::string error;
+      ASSERT_TRUE(Apply(path, t, false, fast, &error, options)) << error;
+      const FileData got = ReadFile(path);
+      for (int g = 0; g < kGroups; ++g)
+        for (int k = 0; k < 2; ++k)
+          for (int j = 0; j < 3; ++j) {
+            const std::complex<double> want =
+                HandVis(k == 0 ? t : if1, got.groups[g].u, got.groups[g].v, Freq(k, fast ? 0 : j));
+            EXPECT_NEAR(got.vis[g].Entry(k, j, 0).re, want.real(), 1e-5) << g << " " << k << " " << j;
+            EXPECT_NEAR(got.vis[g].Entry(k, j, 1).im, want.imag(), 1e-5) << g << " " << k << " " << j;
+          }
+    }
+  // Too few columns for the set pixels: refused before any write; a single row: no scaling.
+  WriteSampleFile(path, kGroups);
+  const std::string before = ReadAll(path);
+  for (const auto& shape : {std::pair<std::uint32_t, std::uint32_t>{2, 3}, {1, 4}}) {
+    AMatrix<float> small(shape.first, shape.second);
+    for (std::uint64_t i = 0; i < small.Elements(); ++i) small.data[i] = 1;
+    AMapSumOptions options;
+    options.spectral_index = &small;
+    std::string error;
+    if (shape.first == 1) {  // one row: no scaling at all
+      ASSERT_TRUE(Apply(path, t, false, true, &error, options)) << error;
+      ExpectFilled(ReadFile(path), ReadFile(path), t, false, true);
+      continue;
+    }
+    EXPECT_FALSE(Apply(path, t, false, true, &error, options));
+    EXPECT_NE(error.find("3 columns; this map has 4 set pixels"), std::string::npos) << error;
+    EXPECT_EQ(ReadAll(path), before);
+  }
+}
+
 TEST(MapModel, LargeFileAcrossBatchesAndTheFileBuffer) {
-  // 30 000 groups of 168 bytes: several batches of 4 096 groups and more than the 4 MB buffer of
-  // the file, per channel (6 UV points a group).
+  // 30 000 groups of 168 bytes: several batches of 65 536 UV points and more than the 4 MB buffer
+  // of the file, per channel (6 UV points a group), through the NUFFT.
   TempDir dir;
   const std::string path = dir.File("big.uvx");
   constexpr int kMany = 30000;
@@ -159,7 +251,7 @@ TEST(MapModel, LargeFileAcrossBatchesAndTheFileBuffer) {
   TestMap t;
   std::string error;
   ProgressRecorder progress;
-  ASSERT_TRUE(Apply(path, t, false, false, &error, MapEngine::Fast, nullptr, &progress)) << error;
+  ASSERT_TRUE(Apply(path, t, false, false, &error, MapEngine::Nufft, nullptr, &progress)) << error;
   EXPECT_EQ(progress.range_high, kMany);
   EXPECT_EQ(progress.position, kMany);
   const FileData got = ReadFile(path);
@@ -167,7 +259,8 @@ TEST(MapModel, LargeFileAcrossBatchesAndTheFileBuffer) {
   for (int g = 0; g < kMany; g += 997)
     for (int k = 0; k < 2; ++k)
       for (int j = 0; j < 3; ++j) {
-        const std::complex<double> v = HandVis(t, got.groups[g].u, got.groups[g].v, Freq(k, j), true);
+        // The NUFFT sums the exact pixel grid: no float rounding of the offsets to allow for.
+        const std::complex<double> v = HandVis(t, got.groups[g].u, got.groups[g].v, Freq(k, j));
         EXPECT_NEAR(got.vis[g].Entry(k, j, 1).re, v.real(), 1e-5) << g;
         EXPECT_NEAR(got.vis[g].Entry(k, j, 1).im, v.imag(), 1e-5) << g;
         EXPECT_EQ(got.vis[g].Entry(k, j, 1).weight, SampleEntry(g, got.vis[g].Index(k, j, 1)).weight);
@@ -258,6 +351,20 @@ TEST(MapSeries, MapKServesTimesFromKSteps) {
   apply(maps, 7.0);
   d = ReadFile(path);
   for (int g = 0; g < kGroups; ++g) EXPECT_EQ(flux_of(d, g), float(1 + int(d.groups[g].time / 7.0))) << g;
+  // Through the NUFFT the same fluxes to its accuracy, each map on its own grid.
+  WriteSampleFile(path, kGroups);
+  {
+    AMapEngineReport report;
+    AMapSumOptions options(MapEngine::Nufft);
+    options.report = &report;
+    AUVXFile f;
+    ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));
+    ASSERT_TRUE(ApplyMapSeries(f, {maps[0], maps[1]}, 10.0, false, true, nullptr, nullptr, &error, options)) << error;
+    ASSERT_TRUE(f.Close());
+    EXPECT_EQ(report.maps_nufft, 2);
+    d = ReadFile(path);
+    for (int g = 0; g < kGroups; ++g) EXPECT_NEAR(flux_of(d, g), two_maps[g], 1e-6) << g;
+  }
   // Failures: a missing map names its path, no maps, a bad step.
   AUVXFile f;
   ASSERT_TRUE(f.Open(path, AUVXFile::modeUpdate));

@@ -100,6 +100,53 @@ TEST(CreateChecks, EachMessageInOrderWithItsPassingNeighbour) {
   EXPECT_TRUE(CheckForCreate(coords).ok);
 }
 
+// Each failure names its message number and what a page selects; the typed coordinate texts are
+// checked (and taken) at the coordinate step.
+TEST(CreateChecks, NumberAndPlaceOfEachFailure) {
+  struct Case {
+    const char* what;
+    void (*spoil)(AMObservation&);
+    int id;
+    AMCreateField field;
+    int row, column;
+  };
+  const Case cases[] = {
+      {"one telescope", [](AMObservation& o) { o.telescopes.RemoveAt(0); }, 300, AMCreateField::Telescopes, -1, -1},
+      {"no interval", [](AMObservation& o) { o.intervals = AArray<AMTimeItem>(); }, 301, AMCreateField::Intervals, -1, -1},
+      {"no polarization", [](AMObservation& o) { o.polarizations = AArray<std::int16_t>(); }, 306,
+       AMCreateField::Polarizations, -1, -1},
+      {"bad ID", [](AMObservation& o) { o.intervals[1].freq_id = 3; }, 302, AMCreateField::Intervals, 1, 2},
+      {"stop first", [](AMObservation& o) { o.intervals[0].stop = -1; }, 303, AMCreateField::Intervals, 0, 1},
+      {"ra", [](AMObservation& o) { o.ra_time_s = -1; }, 0, AMCreateField::RightAscension, -1, -1},
+      {"dec", [](AMObservation& o) { o.dec_arcsec = 648000.5; }, 0, AMCreateField::Declination, -1, -1},
+  };
+  for (const Case& k : cases) {
+    AMObservation obs = SampleObservation();
+    k.spoil(obs);
+    const AMCreateCheck c = CheckForCreate(obs);
+    EXPECT_FALSE(c.ok) << k.what;
+    EXPECT_EQ(c.id, k.id) << k.what;
+    EXPECT_EQ(c.field, k.field) << k.what;
+    EXPECT_EQ(c.row, k.row) << k.what;
+    EXPECT_EQ(c.column, k.column) << k.what;
+  }
+
+  AMObservation obs = SampleObservation();
+  AMSourceFieldTexts typed{"24:00:00.5", "+10:00:00"};
+  MessageRecorder rec;
+  AMCreateCheck c = CheckForCreate(obs, &rec, &typed);
+  EXPECT_EQ(c.field, AMCreateField::RightAscension);
+  EXPECT_EQ(rec.shown, std::vector<std::string>{"Invalid Right ascension."});
+  EXPECT_EQ(obs.ra_time_s, 45000.5);  // refused text: the stored value stays
+  typed.ra_text = "12:30:00";
+  typed.dec_text = "45:00";  // no seconds field is fine; a missing minute field is not
+  EXPECT_TRUE(CheckForCreate(obs, nullptr, &typed).ok);
+  EXPECT_EQ(obs.ra_time_s, 45000.0);
+  EXPECT_EQ(obs.dec_arcsec, 162000.0);
+  typed.dec_text = "45";
+  EXPECT_EQ(CheckForCreate(obs, nullptr, &typed).field, AMCreateField::Declination);
+}
+
 TEST(CoordinateFields, RangesOfRightAscensionAndDeclination) {
   double ra = 123;
   EXPECT_TRUE(ParseRightAscensionField("24:00:00", ra));

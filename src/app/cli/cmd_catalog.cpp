@@ -5,6 +5,9 @@
 #include <vector>
 
 #include "app/cli/commands.h"
+#include "core/text.h"
+#include "observation/obs_plausibility.h"
+#include "observation/source_catalog.h"
 #include "core/paths.h"
 #include "observation/telescope_catalog.h"
 
@@ -16,6 +19,7 @@ struct CatalogArgs {
   std::string name, id, kind = "ground";
   std::vector<double> params;
   bool overwrite = false;
+  std::string pattern;
 };
 
 // Answers the overwrite question from the command line (--yes), printing nothing.
@@ -60,6 +64,32 @@ int RunList(const CatalogArgs& a) {
   return 0;
 }
 
+// Sources.dat of the base folder, the entries whose name or other name holds `pattern` (case
+// ignored; all without one).
+int RunSources(const CatalogArgs& a) {
+  const std::string path = BaseFolder(a.base) + kSourcesFileName;
+  AMSourceCatalog cat;
+  if (!LoadSourceFile(path, cat, nullptr)) {
+    std::fprintf(stderr, "qvlmodel catalog sources: %s: cannot open the file\n", path.c_str());
+    return 2;
+  }
+  const std::string want = toUpper(a.pattern);
+  nlohmann::json list = nlohmann::json::array();
+  for (const AMSourceInfoItem& s : cat) {
+    if (!want.empty() && toUpper(s.name).find(want) == std::string::npos &&
+        toUpper(s.other_name).find(want) == std::string::npos)
+      continue;
+    if (a.json)
+      list.push_back({{"name", s.name}, {"other_name", s.other_name}, {"ra", timeToStr(s.ra_time_s)},
+                      {"dec", angleToStr(s.dec_arcsec)}});
+    else
+      std::printf("  %-12s %-12s %s  %s\n", s.name.c_str(), s.other_name.c_str(), timeToStr(s.ra_time_s).c_str(),
+                  angleToStr(s.dec_arcsec).c_str());
+  }
+  if (a.json) std::printf("%s\n", nlohmann::json{{"file", path}, {"sources", list}}.dump(2).c_str());
+  return 0;
+}
+
 int RunAdd(const CatalogArgs& a) {
   const std::string path = CatalogPath(a);
   if (a.kind != "ground" && a.kind != "orbital") {
@@ -80,6 +110,11 @@ int RunAdd(const CatalogArgs& a) {
   const AMTlscCheck check = ValidateTelescope(item, &sink);
   if (!check.ok) {
     std::fprintf(stderr, "qvlmodel catalog add: %s\n", check.message);
+    return 1;
+  }
+  AMTlscItem as_used(item);
+  if (const std::string why = TelescopePlausibility(as_used); !why.empty()) {
+    std::fprintf(stderr, "qvlmodel catalog add: %s %s: %s\n", item.name.c_str(), item.id_name.c_str(), why.c_str());
     return 1;
   }
   AMTlscCatalog cat;
@@ -132,7 +167,7 @@ int RunRemove(const CatalogArgs& a) {
 
 void AddCatalogCommand(CLI::App& app, CliContext& ctx) {
   auto args = std::make_shared<CatalogArgs>();
-  CLI::App* cmd = app.add_subcommand("catalog", "The telescope catalogue Telescopes.dat: list, add, remove");
+  CLI::App* cmd = app.add_subcommand("catalog", "The catalogues: Telescopes.dat (list, add, remove) and Sources.dat (sources)");
   cmd->require_subcommand(1, 1);
   cmd->fallthrough();  // --base and --json may follow the action too
   cmd->add_option("--base", args->base, "Base folder holding Telescopes.dat");
@@ -140,6 +175,10 @@ void AddCatalogCommand(CLI::App& app, CliContext& ctx) {
 
   CLI::App* list = cmd->add_subcommand("list", "List the telescopes");
   list->callback([args, &ctx] { ctx.exit_code = RunList(*args); });
+
+  CLI::App* sources = cmd->add_subcommand("sources", "List the source catalogue Sources.dat");
+  sources->add_option("pattern", args->pattern, "Only the sources whose name or other name holds this text");
+  sources->callback([args, &ctx] { ctx.exit_code = RunSources(*args); });
 
   CLI::App* add = cmd->add_subcommand("add", "Add a telescope (checked like the edit dialog)");
   add->add_option("--name", args->name, "Telescope name (blanks become '_')")->required();

@@ -13,7 +13,9 @@
 #include "core/paths.h"
 #include "core/text.h"
 #include "coverage/frame_of_date.h"
+#include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
+#include "coverage/uv_point_table.h"
 #include "coverage/uv_review.h"
 #include "coverage/uvx_creation.h"
 #include "observation/obs_json.h"
@@ -32,7 +34,22 @@ struct ConfigureArgs {
   bool review = false;
   bool keep_uv = false;
   bool json = false;
+  AMUVPlaneOptions options;
+  int points = 0;
 };
+
+// The first rows of the review table, each with the texts of its six columns.
+nlohmann::json PointRows(const std::string& uv_path, const AMObservation& obs, int count) {
+  nlohmann::json rows = nlohmann::json::array();
+  AMUVPointTable table;
+  if (!table.Open(uv_path, obs)) return rows;
+  for (std::int64_t r = 0; r < table.Rows() && r < count; ++r) {
+    nlohmann::json row = nlohmann::json::array();
+    for (int c = 0; c < AMUVPointTable::kColumnCount; ++c) row.push_back(table.Text(r, c));
+    rows.push_back(row);
+  }
+  return rows;
+}
 
 nlohmann::json MakeSummary(const AMObservation& obs, const AMUVPlane& plane, const AMUVReview& review) {
   nlohmann::json j;
@@ -81,7 +98,29 @@ void PrintSummary(const nlohmann::json& s) {
   for (const auto& b : s["baselines"])
     std::printf("  %3d-%-3d %-24s %lld\n", b["tel1"].get<int>(), b["tel2"].get<int>(), b["name"].get<std::string>().c_str(),
                 b["points"].get<long long>());
+  if (s.contains("points")) {
+    std::printf("%-14s %-16s %15s %14s %14s %14s\n", AMUVPointTable::ColumnTitle(0), AMUVPointTable::ColumnTitle(1),
+                AMUVPointTable::ColumnTitle(2), AMUVPointTable::ColumnTitle(3), AMUVPointTable::ColumnTitle(4),
+                AMUVPointTable::ColumnTitle(5));
+    for (const auto& r : s["points"])
+      std::printf("%-14s %-16s %15s %14s %14s %14s\n", r[0].get<std::string>().c_str(), r[1].get<std::string>().c_str(),
+                  r[2].get<std::string>().c_str(), r[3].get<std::string>().c_str(), r[4].get<std::string>().c_str(),
+                  r[5].get<std::string>().c_str());
+  }
 }
+
+}  // namespace
+
+// Prints the problems of an observation, errors and warnings, one line each on stderr; 0 when
+// there was an error.
+int ReportProblems(const char* me, const std::string& file, const std::vector<AMObsProblem>& problems) {
+  for (const AMObsProblem& p : problems)
+    std::fprintf(stderr, "%s: %s: %s%s: %s\n", me, file.c_str(), p.error ? "" : "warning: ", p.where.c_str(),
+                 p.text.c_str());
+  return HasErrors(problems) ? 0 : 1;
+}
+
+namespace {
 
 int RunConfigure(const ConfigureArgs& args) {
   const char* me = "qvlmodel configure";
@@ -105,6 +144,10 @@ int RunConfigure(const ConfigureArgs& args) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
     return 1;
   }
+  if (!ReportProblems(me, args.file, CheckPlausibility(obs))) return 1;
+  AMUVPlaneOptions options = args.options;
+  options.earth_blocking = options.earth_blocking || obs.earth_blocking;
+  options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
   if (const std::string why = CheckTask1Limits(obs); !why.empty()) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), why.c_str());
     return 1;
@@ -115,9 +158,12 @@ int RunConfigure(const ConfigureArgs& args) {
   AMUVPlane plane;
   {
     TerminalProgress progress;
-    if (!plane.Calculate(obs, &progress, &stop, &messages)) {
+    if (!plane.Calculate(obs, &progress, &stop, &messages, options)) {
       progress.Finish();
       switch (plane.GetStatus()) {
+        case AMUVPlane::kNoPoints:
+          std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), WhyNoUVPoints(obs, plane, options).c_str());
+          return 1;
         case AMUVPlane::kStopped:
           std::fprintf(stderr, "%s: stopped; nothing written\n", me);
           return 130;
@@ -142,7 +188,17 @@ int RunConfigure(const ConfigureArgs& args) {
     return 1;
   }
   nlohmann::json summary = MakeSummary(obs, plane, review);
+  if (args.points > 0) summary["points"] = PointRows(plane.UVPath(), obs, args.points);
   summary["output"] = obs.output_path;
+  summary["earth_blocking"] = options.earth_blocking;
+  summary["azimuth_limits"] = options.azimuth_limits;
+  const std::vector<std::string> blocked = EarthBlockedCounts(obs, plane);
+  if (!blocked.empty()) summary["earth_blocked"] = blocked;
+  if (!options.earth_blocking && !blocked.empty() && !args.json) {
+    std::printf("The Earth hides the source from:\n");
+    for (const std::string& b : blocked) std::printf("  %s\n", b.c_str());
+    std::printf("  (counted as seeing it; --earth-blocking leaves these samples out)\n");
+  }
   if (args.keep_uv) summary["uv_file"] = plane.UVPath();
   if (!args.json) PrintSummary(summary);
 
@@ -185,5 +241,12 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
   cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
+  cmd->add_option("--points", args->points, "Also print the first N UV points as the review table shows them")
+      ->check(CLI::NonNegativeNumber);
+  cmd->add_flag("--earth-blocking", args->options.earth_blocking,
+                "Leave out the samples in which the Earth hides the source from an orbiting telescope "
+                "(default: orbiting telescopes always see it)");
+  cmd->add_flag("--azimuth-limits", args->options.azimuth_limits,
+                "Apply the ground stations' AZmin/AZmax as well (default: zenith-angle limits only)");
   cmd->callback([args, &ctx] { ctx.exit_code = RunConfigure(*args); });
 }

@@ -25,7 +25,9 @@ struct ModelArgs {
   bool add = false;
   bool no_fast = false;
   std::string mfs;
-  std::string engine = "fast";
+  std::string engine = "auto";
+  double accuracy = kMapDefaultAccuracy;
+  bool engine_given = false;
   bool json = false;
   // --render
   std::string render;
@@ -81,6 +83,23 @@ int RunRender(const ModelArgs& args) {
   return 0;
 }
 
+// The engine report of a map run: which engine summed the map(s), why, and the NUFFT's set-up.
+nlohmann::json EngineJson(const AMapEngineReport& r) {
+  nlohmann::json j = {{"name", MapEngineName(r.engine)},
+                      {"reason", r.reason},
+                      {"accuracy", r.accuracy},
+                      {"pixels", r.pixels},
+                      {"points", r.points},
+                      {"estimated_s", {{"separable", r.separable_s}, {"nufft", r.nufft_s}}},
+                      {"separable_error", r.separable_error},
+                      {"maps", {{"reference", r.maps_reference}, {"separable", r.maps_separable}, {"nufft", r.maps_nufft}}}};
+  if (r.maps_nufft > 0)
+    j["nufft"] = {{"width", r.nufft_width},
+                  {"grid", {r.nufft_rows, r.nufft_cols}},
+                  {"precision", r.nufft_single ? "float" : "double"}};
+  return j;
+}
+
 int RunModel(const ModelArgs& args) {
   if (!args.render.empty()) return RunRender(args);
   if (args.in.empty()) return Fail("", "give the input UVX file (or --render MODEL.mdl)");
@@ -98,8 +117,13 @@ int RunModel(const ModelArgs& args) {
     if (!item.si_map.LoadFile(args.mfs, &error)) return Fail(args.mfs, error);
     item.use_mfs = 1;
   }
-  if (args.engine != "fast" && args.engine != "reference")
-    return Fail("", "--engine must be fast or reference");
+  MapEngine engine = MapEngine::Auto;
+  if (args.engine == "reference") engine = MapEngine::Reference;
+  else if (args.engine == "separable" || args.engine == "fast") engine = MapEngine::Separable;
+  else if (args.engine == "nufft") engine = MapEngine::Nufft;
+  else if (args.engine != "auto") return Fail("", "--engine must be auto, reference, separable or nufft");
+  if (!(args.accuracy >= 1e-12 && args.accuracy <= 0.1))
+    return Fail("", "--accuracy must lie between 1e-12 and 0.1 (relative RMS error of the visibilities)");
   AComponents components;
   AMModelSource source;
   if (!args.model.empty()) {
@@ -115,9 +139,10 @@ int RunModel(const ModelArgs& args) {
     source.map_time_step_s = args.time_step;
   }
 
-  if (source.kind != kModelComponents && item.use_mfs)
-    return Fail(args.mfs, "the spectral-index map applies to component models only");
-  source.engine = args.engine == "reference" ? MapEngine::Reference : MapEngine::Fast;
+  if (source.kind == kModelComponents && args.engine_given)
+    return Fail("", "--engine and --accuracy apply to map models (--map, --map-dir)");
+  source.engine = engine;
+  source.accuracy = args.accuracy;
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);
@@ -125,12 +150,14 @@ int RunModel(const ModelArgs& args) {
   int ok = 0;
   std::string error;
   std::int64_t groups = 0;
+  AMapEngineReport report;
   {
     TerminalProgress progress;
     AMP2Work work(item, source, &progress, &stop, messages);
     ok = work.Run();
     error = work.Error();
     groups = work.GroupsDone();
+    report = work.EngineReport();
   }
   if (!ok) {
     if (StopRequested(&stop)) {
@@ -146,10 +173,13 @@ int RunModel(const ModelArgs& args) {
                         {"groups", groups},        {"add", item.add_type == 0}, {"fast", item.fast != 0},
                         {"in_place", SameFile(item.in_path, item.out_path)}};
     if (source.kind == kModelComponents) j["components"] = components.GetSize();
+    else j["engine"] = EngineJson(report);
     std::printf("%s\n", j.dump(2).c_str());
   } else {
     std::printf("Model (%s) %s %lld groups of %s\n", kind, item.add_type == 0 ? "added to" : "written into",
                 static_cast<long long>(groups), item.in_path.c_str());
+    if (source.kind != kModelComponents)
+      std::printf("Engine:       %s (%s)\n", MapEngineName(report.engine), report.reason.c_str());
     std::printf("Written:      %s\n", item.out_path.c_str());
   }
   return 0;
@@ -168,11 +198,18 @@ void AddModelCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--time-step", args->time_step, "Seconds each map of --map-dir serves (default 600)");
   cmd->add_flag("--add", args->add, "Add the model to the visibilities already in the file (default: replace)");
   cmd->add_flag("--no-fast", args->no_fast, "Evaluate the model at every channel's frequency (default: once per IF)");
-  cmd->add_option("--mfs", args->mfs, "Spectral-index map file: per-component spectral scaling (component models)");
-  cmd->add_option("--engine", args->engine, "Map sum: fast (default) or reference (the plain parallel reduction)");
+  cmd->add_option("--mfs", args->mfs, "Spectral-index map file: per-component spectral scaling (components, or the set pixels of a map)");
+  auto* engine = cmd->add_option("--engine", args->engine,
+                                 "Map sum: auto (default: the cost model's choice), separable (direct sum), nufft "
+                                 "(non-uniform FFT) or reference (the plain parallel reduction)");
+  auto* accuracy = cmd->add_option("--accuracy", args->accuracy,
+                                   "Map sum: relative RMS accuracy of the NUFFT engine (default 1e-6); also steers auto");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->add_option("--render", args->render, "Draw this component model (.mdl) into the map given by -o instead");
   cmd->add_option("--fov", args->fov, "With --render: field of view RA DEC in arcseconds")->expected(2);
   cmd->add_option("--size", args->size, "With --render: pixels per side (default 256)");
-  cmd->callback([args, &ctx] { ctx.exit_code = RunModel(*args); });
+  cmd->callback([args, &ctx, engine, accuracy] {
+    args->engine_given = engine->count() > 0 || accuracy->count() > 0;
+    ctx.exit_code = RunModel(*args);
+  });
 }

@@ -26,6 +26,7 @@ struct NoiseArgs {
   double bandwidth_hz = 0;
   bool gaussian = false;
   double efficiency = 0.88;
+  bool weights = false;
   std::uint64_t start_value = 0;
   CLI::Option* start_option = nullptr;
   CLI::Option* duration_option = nullptr;
@@ -72,6 +73,7 @@ int RunNoise(const NoiseArgs& args) {
   p.sfd.bandwidth_hz = args.bandwidth_hz;
   p.gaussian = args.gaussian;
   p.efficiency = args.efficiency;
+  p.thermal_weights = args.weights;
   if (args.start_option && *args.start_option) p.rng_start = std::uint32_t(args.start_value);
   std::string error;
   if (!LoadSefdTable(args.sefd, p.sfd.items, &p.sfd.n_if, &error)) {
@@ -94,6 +96,7 @@ int RunNoise(const NoiseArgs& args) {
     nlohmann::json j = CopyTaskJson("noise", p.in_path, run);
     j["model"] = p.gaussian ? "gaussian" : "classic";
     j["efficiency"] = p.gaussian ? nlohmann::json(p.efficiency) : nlohmann::json();
+    j["weights"] = p.thermal_weights ? "thermal" : "kept";
     j["duration_s"] = p.sfd.duration_s;
     j["bandwidth_hz"] = p.sfd.bandwidth_hz;
     j["telescopes"] = p.sfd.items.GetSize();
@@ -118,6 +121,9 @@ void AddNoiseCommand(CLI::App& app, CliContext& ctx) {
   args->bandwidth_option = cmd->add_option("--bandwidth", args->bandwidth_hz, "Bandwidth B, Hz")->check(CLI::PositiveNumber);
   args->start_option = cmd->add_option("--seed", args->start_value, "Start value of the random generators (default: tick count)")
                            ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{4294967295u}));
+  cmd->add_flag("--weights", args->weights,
+                "Set each visibility's weight to 1/sigma^2 from the SEFDs, bandwidth and duration (default: keep the "
+                "weights)");
   CLI::Option* gaussian = cmd->add_flag("--gaussian", args->gaussian,
                                         "Gaussian real and imaginary parts, sigma = sqrt(S1 S2 / (2 B T)) / eta");
   cmd->add_option("--efficiency", args->efficiency, "Correlator efficiency eta of --gaussian (default 0.88)")

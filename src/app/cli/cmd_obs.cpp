@@ -9,10 +9,12 @@
 #include <system_error>
 
 #include "app/cli/commands.h"
+#include "app/task_runner.h"
 #include "core/astro_time.h"
 #include "core/file.h"
 #include "core/paths.h"
 #include "core/text.h"
+#include "coverage/obs_preflight.h"
 #include "observation/obs_json.h"
 #include "observation/observation.h"
 #include "observation/polarization.h"
@@ -26,6 +28,8 @@ struct ObsArgs {
   std::string base;
   bool json = false;
   bool catalog_names = false;
+  bool earth_blocking = false;
+  bool azimuth_limits = false;
 };
 
 bool HasExtension(const std::string& path, const char* ext) {
@@ -40,33 +44,9 @@ AMTlscCatalog LoadCatalog(const std::string& base) {
   return cat;
 }
 
-// Reads .obs or .json (by extension); on failure `error` holds the reason.
-int LoadAny(const std::string& path, const AMTlscCatalog& cat, AMObservation& obs, std::string& error) {
-  if (HasExtension(path, ".json")) {
-    std::ifstream in(path);
-    if (!in) {
-      error = "cannot open the file";
-      return 0;
-    }
-    nlohmann::json j;
-    try {
-      in >> j;
-    } catch (const nlohmann::json::exception& e) {
-      error = std::string("not valid JSON (") + e.what() + ")";
-      return 0;
-    }
-    return ObservationFromJson(j, obs, error, &cat);
-  }
-  AFile f;
-  if (!f.Open(path, AFile::modeRead | AFile::modeBinary)) {
-    error = "cannot open the file";
-    return 0;
-  }
-  if (!LoadObservation(f, obs)) {
-    error = "not a valid observation file (truncated or damaged)";
-    return 0;
-  }
-  return 1;
+// Reads .obs or .json (by extension) with the catalogues of the base folder.
+int LoadAny(const std::string& path, const std::string& base, AMObservation& obs, std::string& error) {
+  return LoadObservationAny(path, BaseFolder(base), obs, error);
 }
 
 int WriteTextAtomically(const std::string& path, const std::string& text) {
@@ -130,7 +110,7 @@ int RunShow(const ObsArgs& a) {
   const AMTlscCatalog cat = LoadCatalog(a.base);
   AMObservation obs(std::string{});
   std::string error;
-  if (!LoadAny(a.file, cat, obs, error)) {
+  if (!LoadAny(a.file, a.base, obs, error)) {
     std::fprintf(stderr, "qvlmodel obs show: %s: %s\n", a.file.c_str(), error.c_str());
     return 2;
   }
@@ -143,7 +123,7 @@ int RunConvert(const ObsArgs& a) {
   const AMTlscCatalog cat = LoadCatalog(a.base);
   AMObservation obs(std::string{});
   std::string error;
-  if (!LoadAny(a.file, cat, obs, error)) {
+  if (!LoadAny(a.file, a.base, obs, error)) {
     std::fprintf(stderr, "qvlmodel obs convert: %s: %s\n", a.file.c_str(), error.c_str());
     return 2;
   }
@@ -165,26 +145,51 @@ int RunConvert(const ObsArgs& a) {
   return 0;
 }
 
+const char* CreateFieldName(AMCreateField f) {
+  switch (f) {
+    case AMCreateField::Telescopes: return "telescopes";
+    case AMCreateField::Intervals: return "intervals";
+    case AMCreateField::Polarizations: return "polarizations";
+    case AMCreateField::RightAscension: return "ra";
+    case AMCreateField::Declination: return "dec";
+    default: return "";
+  }
+}
+
 int RunCheck(const ObsArgs& a) {
-  const AMTlscCatalog cat = LoadCatalog(a.base);
+  const char* me = "qvlmodel obs check";
   AMObservation obs(std::string{});
   std::string error;
-  if (!LoadAny(a.file, cat, obs, error)) {
-    std::fprintf(stderr, "qvlmodel obs check: %s: %s\n", a.file.c_str(), error.c_str());
+  if (!LoadAny(a.file, a.base, obs, error)) {
+    std::fprintf(stderr, "%s: %s: %s\n", me, a.file.c_str(), error.c_str());
     return 2;
   }
+  for (int i = 0; i < obs.telescopes.GetSize(); ++i)  // orbit files next to the observation
+    obs.telescopes[i].orbit_file = ResolveOutputPath(a.file, obs.telescopes[i].orbit_file);
+  obs.output_path = ResolveOutputPath(a.file, obs.output_path);
   const AMCreateCheck c = CheckForCreate(obs);
+  AMPreflight pre;
+  if (c.ok) {
+    const AMUVPlaneOptions options{a.earth_blocking || obs.earth_blocking, a.azimuth_limits || obs.azimuth_limits};
+    pre = PreflightObservation(obs, options, true);
+  }
+  const bool ready = c.ok && !HasErrors(pre.problems) && pre.any_pair_sees;
   if (a.json) {
-    nlohmann::json j{{"file", a.file}, {"ok", c.ok != 0}};
+    nlohmann::json j{{"file", a.file}, {"ok", ready}, {"ready", ready}};
     if (!c.ok) {
       j["message"] = c.message;
       if (c.row >= 0) j["row"] = c.row;
       if (c.column >= 0) j["column"] = c.column;
+      if (c.id > 0) j["id"] = c.id;
+      j["field"] = CreateFieldName(c.field);
     }
+    nlohmann::json problems = nlohmann::json::array();
+    for (const AMObsProblem& p : pre.problems)
+      problems.push_back({{"severity", p.error ? "error" : "warning"}, {"where", p.where}, {"text", p.text}});
+    j["problems"] = problems;
+    if (pre.visibility_tested) j["any_pair_sees_source"] = pre.any_pair_sees;
+    if (!pre.any_pair_sees) j["why"] = pre.why_no_pair;
     std::printf("%s\n", j.dump(2).c_str());
-  } else if (c.ok) {
-    std::printf("%s: ready to create (%d telescopes, %d intervals)\n", a.file.c_str(), obs.telescopes.count,
-                obs.intervals.count);
   }
   if (!c.ok) {
     if (c.row >= 0)
@@ -193,6 +198,15 @@ int RunCheck(const ObsArgs& a) {
       std::fprintf(stderr, "%s: %s\n", a.file.c_str(), c.message);
     return 1;
   }
+  if (!a.json) ReportProblems(me, a.file, pre.problems);
+  if (!pre.any_pair_sees) {
+    if (!a.json) std::fprintf(stderr, "%s: %s: not ready: %s\n", me, a.file.c_str(), pre.why_no_pair.c_str());
+    return 1;
+  }
+  if (!ready) return 1;
+  if (!a.json)
+    std::printf("%s: ready to create (%d telescopes, %d intervals)\n", a.file.c_str(), obs.telescopes.count,
+                obs.intervals.count);
   return 0;
 }
 
@@ -220,8 +234,11 @@ void AddObsCommand(CLI::App& app, CliContext& ctx) {
   common(convert);
   convert->callback([args, &ctx] { ctx.exit_code = RunConvert(*args); });
 
-  CLI::App* check = cmd->add_subcommand("check", "Run the checks made before a UV plane is created");
+  CLI::App* check = cmd->add_subcommand(
+      "check", "The checks made before a UV plane is created, plausibility of the values, and whether two telescopes see the source together");
   check->add_option("file", args->file, "Observation file")->required();
+  check->add_flag("--earth-blocking", args->earth_blocking, "Test visibility with Earth-blocked samples left out");
+  check->add_flag("--azimuth-limits", args->azimuth_limits, "Test visibility with the azimuth limits applied");
   common(check);
   check->callback([args, &ctx] { ctx.exit_code = RunCheck(*args); });
 }

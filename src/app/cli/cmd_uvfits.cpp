@@ -1,14 +1,21 @@
-// qvlmodel export IN.uvx -o OUT.uvfits / qvlmodel import IN.uvfits -o OUT.uvx: the UVFITS
-// interchange with AIPS, CASA, Difmap and the other tools (docs/uvfits.md).
+// qvlmodel export IN.uvx -o OUT.uvfits|OUT.ms / qvlmodel import IN.uvfits|IN.ms -o OUT.uvx: the
+// interchange with AIPS, CASA, Difmap, WSClean and the other tools (docs/uvfits.md, docs/ms.md).
+// A Measurement Set is chosen by the name: a directory, or a name ending in ".ms".
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "app/cli/commands.h"
 #include "app/cli/terminal.h"
+#include "core/paths.h"
+#include "ms/ms_export.h"
+#include "ms/ms_import.h"
+#include "ms/ms_output.h"
 #include "uvx/uvfits_export.h"
+#include "observation/telescope_catalog.h"
 #include "uvx/uvfits_import.h"
 
 namespace {
@@ -18,11 +25,25 @@ struct UVFitsArgs {
   std::string output;
   std::string weights = "auto";
   std::string frame = "j2000";
+  std::string column = "DATA";
+  std::string base;
   bool json = false;
 };
 
+// Dish diameters of the ground telescopes of the catalogue in the base folder, by the name a
+// UVX AN table gives them (the first 8 characters); empty when there is no catalogue.
+std::map<std::string, double> CatalogueDiameters(const std::string& base) {
+  std::map<std::string, double> out;
+  AMTlscCatalog catalog;
+  LoadTelescopeFile(BaseFolder(base) + "/" + kTelescopesFileName, catalog);
+  for (int i = 0; i < catalog.GetSize(); ++i)
+    if (catalog[i].IsGround()) out.emplace(catalog[i].name.substr(0, 8), catalog[i].params[tlsc::kDiameter]);
+  return out;
+}
+
 // IN with its extension replaced by `ext` (".uvfits" for an export, ".uvx" for an import).
-std::string DefaultOutput(const std::string& input, const char* ext) {
+std::string DefaultOutput(std::string input, const char* ext) {
+  while (input.size() > 1 && input.back() == '/') input.pop_back();  // a Measurement Set directory
   const auto slash = input.find_last_of('/');
   const auto dot = input.find_last_of('.');
   const bool has_ext = dot != std::string::npos && (slash == std::string::npos || dot > slash);
@@ -69,7 +90,7 @@ int RunConversion(const char* me, const UVFitsArgs& args, const char* ext, Runne
     std::printf("Telescopes:   %d\n", summary.telescopes);
     std::printf("IFs x channels x Stokes: %d x %d x %d, %d frequency set-up(s)\n", summary.n_if, summary.n_channels,
                 summary.n_stokes, summary.freq_setups);
-    std::printf("u, v, w:      %s\n", summary.j2000 ? "J2000 axes in the UVFITS file" : "as stored (frame of date)");
+    std::printf("u, v, w:      %s\n", summary.j2000 ? "J2000 axes in the UVFITS file or Measurement Set" : "as stored (frame of date)");
     if (summary.unit_weights) std::printf("Weights:      all 0 in the UVX file, written as 1 (--weights stored keeps them)\n");
     std::printf("Written:      %s (%lld bytes)\n", out.c_str(), static_cast<long long>(summary.bytes));
   }
@@ -83,7 +104,7 @@ CLI::App* AddConversion(CLI::App& app, const char* name, const char* help, const
   cmd->add_option("-o,--output", args->output, out_help);
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->add_option("--frame", args->frame,
-                  "Axes of UU, VV, WW in the UVFITS file: j2000 (default: those of the J2000 phase centre, as "
+                  "Axes of UU, VV, WW in the UVFITS file (UVW in a Measurement Set): j2000 (default: those of the J2000 phase centre, as "
                   "AIPS, CASA and WSClean read them) or date (the UVX file's own: the apparent direction of date)")
       ->check(CLI::IsMember({"j2000", "date"}));
   return cmd;
@@ -94,32 +115,47 @@ CLI::App* AddConversion(CLI::App& app, const char* name, const char* help, const
 void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
   auto ex = std::make_shared<UVFitsArgs>();
   CLI::App* export_cmd =
-      AddConversion(app, "export", "Write a UVX file as UVFITS (AIPS random groups with AN, FQ, SU tables)", "UVX file",
-                    "Output UVFITS file (default: the input with .uvfits)", ex);
+      AddConversion(app, "export",
+                    "Write a UVX file as UVFITS (AIPS random groups with AN, FQ, SU tables) or, for an output "
+                    "ending in .ms, as a Measurement Set", "UVX file",
+                    "Output UVFITS file or Measurement Set directory (.ms) (default: the input with .uvfits)", ex);
   export_cmd
       ->add_option("--weights", ex->weights,
                    "auto (default: 1 when every weight of the file is 0, else as stored), stored, or unit (all 1)")
       ->check(CLI::IsMember({"auto", "stored", "unit"}));
+  export_cmd->add_option("--base", ex->base,
+                         "Measurement Set: folder holding Telescopes.dat, whose dish diameters fill DISH_DIAMETER");
   export_cmd->callback([ex, &ctx] {
     const UVFitsWeights w = ex->weights == "unit"     ? UVFitsWeights::Unit
                             : ex->weights == "stored" ? UVFitsWeights::AsStored
                                                       : UVFitsWeights::Auto;
     const UVFitsFrame frame = ex->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
+    const std::string base = ex->base;
     ctx.exit_code = RunConversion("qvlmodel export", *ex, ".uvfits",
-                                  [w, frame](const std::string& in, const std::string& out, ProgressSink* p,
-                                             StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
-                                    return ExportUVFITS(in, out, p, s, m, e, sum, w, frame);
+                                  [w, frame, base](const std::string& in, const std::string& out, ProgressSink* p,
+                                                   StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                    if (!ms::LooksLikeMS(out)) return ExportUVFITS(in, out, p, s, m, e, sum, w, frame);
+                                    MSExportOptions options;
+                                    options.weights = w, options.frame = frame;
+                                    options.dish_diameters = CatalogueDiameters(base);
+                                    return ExportMS(in, out, p, s, m, e, sum, options);
                                   });
   });
   auto im = std::make_shared<UVFitsArgs>();
-  AddConversion(app, "import", "Read a UVFITS file (AIPS, CASA, ours) into a UVX file", "UVFITS file",
-                "Output UVX file (default: the input with .uvx)", im)
-      ->callback([im, &ctx] {
-        const UVFitsFrame frame = im->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
-        ctx.exit_code = RunConversion("qvlmodel import", *im, ".uvx",
-                                      [frame](const std::string& in, const std::string& out, ProgressSink* p,
-                                              StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
-                                        return ImportUVFITS(in, out, p, s, m, e, sum, frame);
-                                      });
-      });
+  CLI::App* import_cmd =
+      AddConversion(app, "import",
+                    "Read a UVFITS file (AIPS, CASA, ours) or a Measurement Set (a directory or a name ending in "
+                    ".ms) into a UVX file", "UVFITS file or Measurement Set",
+                    "Output UVX file (default: the input with .uvx)", im);
+  import_cmd->add_option("--data-column", im->column, "Measurement Set: the data column to read (default DATA)");
+  import_cmd->callback([im, &ctx] {
+    const UVFitsFrame frame = im->frame == "date" ? UVFitsFrame::Date : UVFitsFrame::J2000;
+    const std::string column = im->column;
+    ctx.exit_code = RunConversion("qvlmodel import", *im, ".uvx",
+                                  [frame, column](const std::string& in, const std::string& out, ProgressSink* p,
+                                                  StopFlag* s, MessageSink* m, std::string& e, UVFitsSummary* sum) {
+                                    if (ms::LooksLikeMS(in)) return ImportMS(in, out, p, s, m, e, sum, frame, column);
+                                    return ImportUVFITS(in, out, p, s, m, e, sum, frame);
+                                  });
+  });
 }

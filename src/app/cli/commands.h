@@ -4,9 +4,18 @@
 
 #include <CLI/CLI.hpp>
 
+#include <string>
+#include <vector>
+
+#include "observation/obs_plausibility.h"
+
 struct CliContext {
   int exit_code = 0;
 };
+
+// Prints the problems of an observation, errors and warnings, one line each on stderr (after
+// "ME: FILE: "); 0 when one of them is an error.
+int ReportProblems(const char* me, const std::string& file, const std::vector<AMObsProblem>& problems);
 
 void AddTimeCommand(CLI::App& app, CliContext& ctx);
 void AddObsCommand(CLI::App& app, CliContext& ctx);
@@ -17,4 +26,5 @@ void AddUVFitsCommands(CLI::App& app, CliContext& ctx);  // export, import
 void AddErrorsCommand(CLI::App& app, CliContext& ctx);
 void AddNoiseCommand(CLI::App& app, CliContext& ctx);
 void AddModelCommand(CLI::App& app, CliContext& ctx);
+void AddImageCommand(CLI::App& app, CliContext& ctx);
 void AddRunCommand(CLI::App& app, CliContext& ctx);

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   AddInfoCommand(app, ctx);
   AddConfigureCommand(app, ctx);
   AddModelCommand(app, ctx);
+  AddImageCommand(app, ctx);
   AddUVFitsCommands(app, ctx);
   AddErrorsCommand(app, ctx);
   AddNoiseCommand(app, ctx);
@@ -22,7 +23,8 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    return app.exit(e);
+    // --help and --version end with 0; every other parse failure is a usage error: 2.
+    return app.exit(e) == 0 ? 0 : 2;
   } catch (const std::exception& e) {
     std::fprintf(stderr, "qvlmodel: %s\n", e.what());
     return 1;
