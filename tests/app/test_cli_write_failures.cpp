@@ -1,4 +1,4 @@
-// Every command that writes a file, made to fail midway: under a file-size limit smaller than its
+// Every command that writes a file (or a Measurement Set folder), made to fail midway: under a file-size limit smaller than its
 // output (RLIMIT_FSIZE with SIGXFSZ ignored, so that a write fails with EFBIG) and into a folder it
 // may not write. Each must fail with a message naming its output and leave neither the output nor
 // a temporary file; a file it would replace stays as it was.
@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -105,10 +106,11 @@ RunResult Qvl(const std::vector<std::string>& args, rlim_t fsize_limit = 0, bool
   return r;
 }
 
-// Names and sizes of the files in a folder.
+// Names and sizes of the files in a folder (a folder inside it counts with size 0).
 std::map<std::string, std::uintmax_t> Listing(const fs::path& dir) {
   std::map<std::string, std::uintmax_t> out;
-  for (const auto& e : fs::directory_iterator(dir)) out[e.path().filename().string()] = e.file_size();
+  for (const auto& e : fs::directory_iterator(dir))
+    out[e.path().filename().string()] = e.is_directory() ? 0 : e.file_size();
   return out;
 }
 
@@ -169,10 +171,11 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
       {"errors", [&](const std::string& o) { return std::vector<std::string>{"errors", In("model.uvx"), "--table", In("errors.tsv"), "--seed", "1", "-o", o + "/e.uvx"}; }, "e.uvx", ""},
       {"noise", [&](const std::string& o) { return std::vector<std::string>{"noise", In("model.uvx"), "--sefd", In("sefd.tsv"), "--duration", "10", "--bandwidth", "8e6", "--seed", "1", "-o", o + "/n.uvx"}; }, "n.uvx", ""},
       {"export", [&](const std::string& o) { return std::vector<std::string>{"export", In("model.uvx"), "-o", o + "/x.uvfits"}; }, "x.uvfits", ""},
+      {"export ms", [&](const std::string& o) { return std::vector<std::string>{"export", In("model.uvx"), "-o", o + "/x.ms"}; }, "x.ms", ""},
       {"import", [&](const std::string& o) { return std::vector<std::string>{"import", In("model.uvfits"), "-o", o + "/i.uvx"}; }, "i.uvx", ""},
       {"render exm", [&](const std::string& o) { return std::vector<std::string>{"model", "--render", In("core_jet.mdl"), "--fov", "0.02", "0.02", "--size", "64", "-o", o + "/r.exm"}; }, "r.exm", ""},
       {"render fits", [&](const std::string& o) { return std::vector<std::string>{"model", "--render", In("core_jet.mdl"), "--fov", "0.02", "0.02", "--size", "64", "-o", o + "/r.fits"}; }, "r.fits", ""},
-      {"catalog add", [&](const std::string& o) { return std::vector<std::string>{"catalog", "--base", o, "add", "--name", "New", "--id", "NW", "--params", "1", "2", "3", "25", "0", "360", "0", "85"}; }, "Telescopes.dat", "Telescopes.dat"},
+      {"catalog add", [&](const std::string& o) { return std::vector<std::string>{"catalog", "--base", o, "add", "--name", "New", "--id", "NW", "--params", "4033947", "486991", "4900430", "25", "0", "360", "0", "85"}; }, "Telescopes.dat", "Telescopes.dat"},
       {"obs convert json", [&](const std::string& o) { return std::vector<std::string>{"obs", "convert", In("tiny.json"), o + "/c.json"}; }, "c.json", ""},
       {"obs convert obs", [&](const std::string& o) { return std::vector<std::string>{"obs", "convert", In("tiny.json"), o + "/c.obs"}; }, "c.obs", ""},
   };
@@ -192,7 +195,15 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
     const std::string ok = fresh("ok");
     const RunResult done = Qvl(c.args(ok));
     ASSERT_EQ(done.status, 0) << done.out;
-    const std::uintmax_t size = fs::file_size(ok + "/" + c.output);
+    // A Measurement Set is a folder: its largest file sets the limit.
+    const fs::path written = ok + "/" + c.output;
+    std::uintmax_t size = 0;
+    if (fs::is_directory(written)) {
+      for (const auto& e : fs::recursive_directory_iterator(written))
+        if (e.is_regular_file()) size = std::max(size, e.file_size());
+    } else {
+      size = fs::file_size(written);
+    }
     ASSERT_GT(size, 100u);
 
     const std::string limited = fresh("limited");
@@ -226,7 +237,7 @@ TEST_F(WriteFailures, ConfigureRefusesEndlessSamplingAndOldDatesBeforeWriting) {
       {R"("stop": "12:10:00")", R"("stop": 1e12)", "lies more than 31622400 s"},
       {R"("time_step_s": 10)", R"("time_step_s": 1e-9)", "time step 1e-09 s is below"},
       {R"("2024-03-15")", R"("1899-12-31")", "before 1900"},
-      {R"("eccentricity": 0.3)", R"("eccentricity": 1.5)", "Invalid eccentrity."},
+      {R"("zenith_min_deg": 0)", R"("zenith_min_deg": 180)", "telescope 1 (SC SC): Zmin must be less than Zmax"},
   };
   for (const auto& c : cases) {
     std::string text = kTinyObservation;
