@@ -99,6 +99,21 @@ class TestCreate : public QObject {
     QVERIFY(page.Status().contains("not accepted"));
   }
 
+  // The limits of task 1 stop Create before anything runs or is written: a date before 1900.
+  void aDateBefore1900IsRefusedBeforeAnythingRuns() {
+    AGuiTestFolder folder;
+    AScriptedDesktop desk;
+    AMPage1 page(folder.base, desk.Services());
+    QVERIFY(page.OpenFile(folder.File("ground_space_3c345.json")));
+    page.Document().Obs().year = 1899;
+    page.Refresh();
+    Create(page);
+    QCOMPARE(desk.progress_runs, 0);
+    QCOMPARE(int(desk.messages.shown.size()), 1);
+    QVERIFY(desk.messages.shown[0].find("before 1900") != std::string::npos);
+    QCOMPARE(CountFiles(folder.base, ".uvx") + CountFiles(folder.base, ".$uv"), 0);
+  }
+
   // Stop while the UV plane is computed: pressed once the bar has moved, so the interface was
   // served while the worker ran.
   void stopDuringTheUvPlaneLeavesNoFile() {

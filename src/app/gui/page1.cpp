@@ -19,6 +19,7 @@
 #include "app/gui/tlsc_select_dialog.h"
 #include "core/text.h"
 #include "observation/obs_json.h"
+#include "observation/obs_limits.h"
 #include "observation/obs_plausibility.h"
 #include "observation/source_catalog.h"
 
@@ -530,6 +531,12 @@ void AMPage1::OnCreate() {
     for (const AMObsProblem& p : problems) text += (text.empty() ? "" : "\n") + p.where + ": " + p.text;
     services_.messages->Show(text);
     if (HasErrors(problems)) return;
+  }
+  // The limits of task 1, as the command line applies them: finite values, a date from 1900 on,
+  // the catalogue's checks of every telescope, a sampling that ends (docs/robustness.md).
+  if (const std::string why = CheckTask1Limits(doc_.Obs()); !why.empty()) {
+    services_.messages->Show(why);
+    return;
   }
   RunCreate();
 }
