@@ -172,7 +172,7 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
       {"import", [&](const std::string& o) { return std::vector<std::string>{"import", In("model.uvfits"), "-o", o + "/i.uvx"}; }, "i.uvx", ""},
       {"render exm", [&](const std::string& o) { return std::vector<std::string>{"model", "--render", In("core_jet.mdl"), "--fov", "0.02", "0.02", "--size", "64", "-o", o + "/r.exm"}; }, "r.exm", ""},
       {"render fits", [&](const std::string& o) { return std::vector<std::string>{"model", "--render", In("core_jet.mdl"), "--fov", "0.02", "0.02", "--size", "64", "-o", o + "/r.fits"}; }, "r.fits", ""},
-      {"catalog add", [&](const std::string& o) { return std::vector<std::string>{"catalog", "--base", o, "add", "--name", "New", "--id", "NW", "--params", "1", "2", "3", "25", "0", "360", "0", "85"}; }, "Telescopes.dat", "Telescopes.dat"},
+      {"catalog add", [&](const std::string& o) { return std::vector<std::string>{"catalog", "--base", o, "add", "--name", "New", "--id", "NW", "--params", "2607861.476", "5488096.343", "1932748.638", "25", "0", "360", "0", "85"}; }, "Telescopes.dat", "Telescopes.dat"},
       {"obs convert json", [&](const std::string& o) { return std::vector<std::string>{"obs", "convert", In("tiny.json"), o + "/c.json"}; }, "c.json", ""},
       {"obs convert obs", [&](const std::string& o) { return std::vector<std::string>{"obs", "convert", In("tiny.json"), o + "/c.obs"}; }, "c.obs", ""},
   };
