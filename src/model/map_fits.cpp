@@ -14,6 +14,7 @@
 #include "core/file.h"
 #include "core/text.h"
 #include "model/map_file.h"
+#include "uvx/fits_header_check.h"
 
 namespace {
 
@@ -144,6 +145,7 @@ void WriteImageInfo(fitsfile* f, const AFitsImageInfo& info, int* status) {
 }  // namespace
 
 bool FitsMapOnJ2000Axes(const std::string& path) {
+  if (!FitsHeaderProblem(path).empty()) return false;
   FitsHandle h;
   int status = 0;
   if (fits_open_diskfile(&h.f, path.c_str(), READONLY, &status)) return false;
@@ -168,6 +170,8 @@ bool FitsMapOnJ2000Axes(const std::string& path) {
 
 int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                 std::string* error) {
+  if (const std::string why = FitsHeaderProblem(path); !why.empty())
+    return Fail(error, path + ": " + why);
   FitsHandle h;
   int status = 0;
   if (fits_open_diskfile(&h.f, path.c_str(), READONLY, &status))

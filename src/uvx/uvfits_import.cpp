@@ -12,6 +12,7 @@
 
 #include "core/astro_time.h"
 #include "core/text.h"
+#include "uvx/fits_header_check.h"
 #include "uvx/uvfits_common.h"
 #include "uvx/uvfits_import_tables.h"
 #include "uvx/uvfits_layout.h"
@@ -136,6 +137,7 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
   std::error_code ec;
   const auto size = std::filesystem::file_size(fits_path, ec);
   if (ec) return error = "cannot open the file: " + ec.message(), 0;
+  if (const std::string why = FitsHeaderProblem(fits_path); !why.empty()) return error = why, 0;
   fitsfile* raw_file = nullptr;
   int st = 0;
   if (fits_open_diskfile(&raw_file, fits_path.c_str(), READONLY, &st))

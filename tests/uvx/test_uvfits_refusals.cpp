@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "uvfits_mini.h"
+#include "uvx/fits_header_check.h"
 
 using namespace uvfits_mini;
 
@@ -115,4 +116,36 @@ TEST(UVFitsImportRefusals, WhatAUVXFileCannotHoldIsRefused) {
       return name == "FREQSEL" ? 200.0 : MiniParam(g, name, occ);
     };
   }, "FREQSEL 200 does not fit a UVX group");
+}
+
+// Header cards cfitsio would copy into its fixed buffers unchecked (found by fuzzing: the program
+// aborted inside cfitsio) are refused before cfitsio reads the file.
+TEST(UVFitsImportRefusals, DamagedHeaderCardsAreRefusedFirst) {
+  TempDir dir;
+  const std::string fits = dir.File("bad.uvfits"), uvx = dir.File("out.uvx");
+  Mini().Write(fits);
+  const std::string whole = ReadAll(fits);
+  EXPECT_EQ(FitsHeaderProblem(fits), "");
+  const std::size_t an = whole.rfind("XTENSION", whole.find("AIPS AN"));
+  const struct {
+    const char* key;
+    std::string card;
+    std::size_t from;
+    const char* why;
+  } cases[] = {
+      {"TTYPE1", "TTYPE1  = " + std::string(68, '\x8b') + "'P", an, "bytes that are not text"},
+      {"TTYPE1", "TTYPE1  = 'NOSTA", an, "a string value without its closing quote"},
+      {"GCOUNT", "GCOUNT  = 123456789012345678901234567890", 0, "a number too long to be read"},
+      {"BSCALE", "BSCALE  = 1.0.0.0E", 0, "a value that is not a string, a logical or a number"},
+      {"BSCALE", "BSCALE  = 1.0 2.0", 0, "text after the value"},
+  };
+  for (const auto& c : cases) {
+    std::string bytes = whole;
+    std::string head = bytes.substr(c.from);
+    ASSERT_TRUE(PatchCard(head, c.key, c.card)) << c.key;
+    bytes.replace(c.from, head.size(), head);
+    WriteAllBytes(fits, bytes);
+    EXPECT_NE(FitsHeaderProblem(fits).find(c.why), std::string::npos) << c.card << ": " << FitsHeaderProblem(fits);
+    ExpectRefused(fits, uvx, "damaged FITS header: HDU ");
+  }
 }
