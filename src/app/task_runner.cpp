@@ -62,12 +62,12 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
     obs.telescopes[i].orbit_file = ResolveOutputPath(obs_path, obs.telescopes[i].orbit_file);
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) return Failed(1, obs_path + ": " + (check.message ? check.message : "invalid observation"));
+  if (const std::string why = CheckTask1Limits(obs); !why.empty()) return Failed(1, obs_path + ": " + why);
   for (const AMObsProblem& p : CheckPlausibility(obs)) {
     if (p.error) return Failed(1, obs_path + ": " + p.where + ": " + p.text);
     messages.Show(obs_path + ": " + p.where + ": " + p.text);
   }
   const AMUVPlaneOptions options{asked.earth_blocking || obs.earth_blocking, asked.azimuth_limits || obs.azimuth_limits};
-  if (const std::string why = CheckTask1Limits(obs); !why.empty()) return Failed(1, obs_path + ": " + why);
 
   AMUVPlane plane;
   if (!plane.Calculate(obs, progress, stop, &messages, options)) {

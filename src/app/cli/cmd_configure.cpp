@@ -144,14 +144,14 @@ int RunConfigure(const ConfigureArgs& args) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
     return 1;
   }
-  if (!ReportProblems(me, args.file, CheckPlausibility(obs))) return 1;
-  AMUVPlaneOptions options = args.options;
-  options.earth_blocking = options.earth_blocking || obs.earth_blocking;
-  options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
   if (const std::string why = CheckTask1Limits(obs); !why.empty()) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), why.c_str());
     return 1;
   }
+  if (!ReportProblems(me, args.file, CheckPlausibility(obs))) return 1;
+  AMUVPlaneOptions options = args.options;
+  options.earth_blocking = options.earth_blocking || obs.earth_blocking;
+  options.azimuth_limits = options.azimuth_limits || obs.azimuth_limits;
 
   StopFlag stop{0};
   InterruptStop interrupt(stop);

@@ -523,6 +523,12 @@ void AMPage1::OnCreate() {
     ShowCheckFailure(check);
     return;
   }
+  // The limits of task 1, as the command line applies them: finite values, a date from 1900 on,
+  // the catalogue's checks of every telescope, a sampling that ends (docs/robustness.md).
+  if (const std::string why = CheckTask1Limits(doc_.Obs()); !why.empty()) {
+    services_.messages->Show(why);
+    return;
+  }
   // The plausibility checks the command line runs too: all problems in one message; an error
   // stops here, warnings let the run go on.
   const std::vector<AMObsProblem> problems = CheckPlausibility(doc_.Obs());
@@ -531,12 +537,6 @@ void AMPage1::OnCreate() {
     for (const AMObsProblem& p : problems) text += (text.empty() ? "" : "\n") + p.where + ": " + p.text;
     services_.messages->Show(text);
     if (HasErrors(problems)) return;
-  }
-  // The limits of task 1, as the command line applies them: finite values, a date from 1900 on,
-  // the catalogue's checks of every telescope, a sampling that ends (docs/robustness.md).
-  if (const std::string why = CheckTask1Limits(doc_.Obs()); !why.empty()) {
-    services_.messages->Show(why);
-    return;
   }
   RunCreate();
 }
