@@ -1,0 +1,36 @@
+# The build's copy of data/ keeps a catalogue the user changed next to the executables and
+# updates one that is still as shipped (scripts/copy-data.cmake).
+cmake_minimum_required(VERSION 3.21)
+set(work "${WORK}/copy-data-test")
+file(REMOVE_RECURSE "${work}")
+file(WRITE "${work}/src/Telescopes.dat" "; shipped 1\n")
+file(WRITE "${work}/src/Sources.dat" "; shipped 1\n")
+file(WRITE "${work}/src/examples/a.txt" "example 1\n")
+
+function(copy_data)
+  execute_process(COMMAND "${CMAKE_COMMAND}" -DSRC=${work}/src -DDST=${work}/dst -P "${SCRIPT}" RESULT_VARIABLE rc)
+  if(rc)
+    message(FATAL_ERROR "copy-data.cmake failed: ${rc}")
+  endif()
+endfunction()
+function(expect file text)
+  file(READ "${work}/dst/${file}" have)
+  if(NOT have STREQUAL "${text}")
+    message(FATAL_ERROR "${file}: expected '${text}', found '${have}'")
+  endif()
+endfunction()
+
+copy_data()
+expect(Telescopes.dat "; shipped 1\n")
+file(WRITE "${work}/dst/Telescopes.dat" "; the user's\n")  # changed by the user
+file(WRITE "${work}/src/Telescopes.dat" "; shipped 2\n")   # and a new shipped version of both
+file(WRITE "${work}/src/Sources.dat" "; shipped 2\n")
+file(WRITE "${work}/src/examples/a.txt" "example 2\n")
+copy_data()
+expect(Telescopes.dat "; the user's\n")
+expect(Sources.dat "; shipped 2\n")
+expect(examples/a.txt "example 2\n")
+file(REMOVE "${work}/dst/Telescopes.dat")
+copy_data()
+expect(Telescopes.dat "; shipped 2\n")
+file(REMOVE_RECURSE "${work}")
