@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <system_error>
 
@@ -111,13 +112,15 @@ int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog, std::stri
   return ReadTelescopes(in, catalog, refused);
 }
 
-int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages) {
+int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages,
+                      const std::string& leading) {
   const std::string temp = path + ".part";
   AFileRemover remover(temp);
   bool ok = false;
   {
     std::ofstream out(temp, std::ios::trunc);
     if (out) {
+      out << leading;
       WriteTelescopes(out, catalog);
       out.flush();
       ok = static_cast<bool>(out);
@@ -134,6 +137,31 @@ int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, Mes
   }
   remover.Keep();
   return 1;
+}
+
+std::string LeadingComments(const std::string& path) {
+  std::ifstream in(path);
+  std::string block, line;
+  while (std::getline(in, line)) {
+    std::string shown = line;
+    if (!shown.empty() && shown.back() == '\r') shown.pop_back();
+    if (!IsCommentLine(shown)) break;
+    block += shown + '\n';
+  }
+  return block;
+}
+
+std::vector<std::string> DuplicateTelescopeIds(const AMTlscCatalog& catalog) {
+  std::map<std::string, std::vector<int>> by_id;  // ordered: the report lists identifiers alphabetically
+  for (int i = 0; i < catalog.count; ++i) by_id[toUpper(catalog[i].id_name)].push_back(i);
+  std::vector<std::string> out;
+  for (const auto& [id, rows] : by_id) {
+    if (rows.size() < 2) continue;
+    std::string text = "ID " + catalog[rows[0]].id_name + ":";
+    for (std::size_t k = 0; k < rows.size(); ++k) text += (k ? ", " : " ") + catalog[rows[k]].name;
+    out.push_back(text);
+  }
+  return out;
 }
 
 int FindTlscInsertPosition(const AMTlscCatalog& catalog, const AMTlscInfoItem& item, bool& found) {

@@ -11,6 +11,7 @@
 #include <istream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/containers.h"
 #include "core/runtime.h"
@@ -64,8 +65,17 @@ void WriteTelescopes(std::ostream& out, const AMTlscCatalog& catalog);
 // with no message).
 int LoadTelescopeFile(const std::string& path, AMTlscCatalog& catalog, std::string* refused = nullptr);
 // Rewrites the whole file (beside the target, then renamed); on failure shows
-// "err telescope file" and returns 0.
-int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages);
+// "err telescope file" and returns 0. `leading` (the comment block of LeadingComments, lines with
+// their line feeds) is written before the entries; empty, the file holds the entries alone.
+int SaveTelescopeFile(const std::string& path, const AMTlscCatalog& catalog, MessageSink* messages,
+                      const std::string& leading = {});
+// The comment block at the top of a catalogue file: the comment and blank lines before its first
+// entry, each with its line feed; empty for a missing file.
+std::string LeadingComments(const std::string& path);
+
+// Identifiers carried by more than one entry (letter case ignored), one text per identifier:
+// "ID EF: Effelsberg, Effelsberg_2". An identifier names one telescope in a UVX file's tables.
+std::vector<std::string> DuplicateTelescopeIds(const AMTlscCatalog& catalog);
 
 // Binary search over the ordered catalogue: index of the entry equal to `item` (ignoring case)
 // with `found` set, or the insertion position with `found` cleared.

@@ -112,6 +112,33 @@ TEST(TelescopeFileFormat, FileSaveLoadAndFailures) {
   EXPECT_EQ(rec.shown[0], "err telescope file");
 }
 
+TEST(TelescopeFileFormat, LeadingCommentBlockAndDuplicateIds) {
+  TempFolder tmp;
+  const std::string path = tmp.Path("Telescopes.dat");
+  std::ofstream(path) << "; header one\r\n\n; header two\n1 A Alpha\t1\t2\t3\t25\t0\t360\t0\t80\t0\n; inner\n";
+  const std::string block = LeadingComments(path);
+  EXPECT_EQ(block, "; header one\n\n; header two\n");  // the inner comment is not part of it
+  EXPECT_EQ(LeadingComments(tmp.Path("none.dat")), "");
+
+  AMTlscCatalog cat;
+  ASSERT_TRUE(LoadTelescopeFile(path, cat));
+  cat.Add(Ground("Beta", "a"));  // the same identifier in another letter case
+  cat.Add(Ground("Gamma", "G"));
+  ASSERT_TRUE(SaveTelescopeFile(path, cat, nullptr, block));
+  std::ifstream in(path);
+  const std::string text((std::istreambuf_iterator<char>(in)), {});
+  EXPECT_EQ(text.rfind(block + "1 A Alpha\t", 0), 0u) << text;
+  AMTlscCatalog back;
+  ASSERT_TRUE(LoadTelescopeFile(path, back));
+  EXPECT_EQ(back.count, 3);
+
+  const std::vector<std::string> dup = DuplicateTelescopeIds(cat);
+  ASSERT_EQ(dup.size(), 1u);
+  EXPECT_EQ(dup[0], "ID A: Alpha, Beta");
+  cat.RemoveAt(1);
+  EXPECT_TRUE(DuplicateTelescopeIds(cat).empty());
+}
+
 TEST(TelescopeOrdering, CaseInsensitiveByNameThenId) {
   EXPECT_EQ(CompareTlscInfo(Ground("Alpha", "Z"), Ground("beta", "A")), 1);
   EXPECT_EQ(CompareTlscInfo(Ground("beta", "A"), Ground("Alpha", "Z")), -1);
