@@ -158,3 +158,18 @@ void AIniFile::WriteProfileString(std::string_view section, std::string_view key
 void AIniFile::WriteProfileInt(std::string_view section, std::string_view key, std::int32_t value) {
   WriteProfileString(section, key, std::to_string(value));
 }
+
+std::vector<AIniFile::Entry> AIniFile::Entries() const {
+  std::vector<Entry> out;
+  std::string section;
+  for (std::size_t i = 0; i < lines_.size(); ++i) {
+    const Line& l = lines_[i];
+    if (!l.section.empty()) {
+      section = l.section;
+      out.push_back({int(i + 1), section, {}, {}});
+    } else if (!l.key.empty()) {
+      out.push_back({int(i + 1), section, l.key, ValueOf(l.text)});
+    }
+  }
+  return out;
+}

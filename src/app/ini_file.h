@@ -39,6 +39,17 @@ class AIniFile {
 
   bool HasKey(std::string_view section, std::string_view key) const;
 
+  // The section headers and key lines in file order, with their 1-based line numbers: a header
+  // has its section name and an empty key; a key line the section it stands in (empty before the
+  // first header), its key and its value as GetProfileString returns it.
+  struct Entry {
+    int line = 0;
+    std::string section;
+    std::string key;
+    std::string value;
+  };
+  std::vector<Entry> Entries() const;
+
  private:
   struct Line {
     std::string text;     // the line as read or written, without the line end
