@@ -176,7 +176,149 @@ void SaveNoise(AIniFile& ini, const AMNoiseParams& p) {
   }
 }
 
+// The type of a settings value, for the check of a settings file.
+enum class ValueType { Text, Int, OptionalInt, Double, DoubleList, RowCol };
+
+struct KnownKey {
+  const char* suffix;   // section: "" for "QVLMODEL" itself, else the part after "QVLMODEL"
+  const char* pattern;  // key, "%d" standing for a decimal index
+  ValueType type;
+};
+
+constexpr KnownKey kKnownKeys[] = {
+    {"", "WND X", ValueType::Int}, {"", "WND Y", ValueType::Int}, {"", "WND WIDTH", ValueType::Int},
+    {"", "WND HEIGHT", ValueType::Int}, {"", "WND MAXIMIZED", ValueType::Int},
+    {"-PROCESS1", "OBS FILE", ValueType::Text}, {"-PROCESS1", "EARTH BLOCKING", ValueType::Int},
+    {"-PROCESS1", "AZIMUTH LIMITS", ValueType::Int},
+    {"-PROCESS2", "MODEL FILE", ValueType::Text}, {"-PROCESS2", "FOV RA", ValueType::Double},
+    {"-PROCESS2", "FOV DEC", ValueType::Double}, {"-PROCESS2", "EXT_MDL", ValueType::Text},
+    {"-PROCESS2", "USE_EXT", ValueType::Int}, {"-PROCESS2", "EXT_MDL_PATH", ValueType::Text},
+    {"-PROCESS2", "EXT_MDL_TSTEP", ValueType::Double},
+    {"-UVXITEM", "UVX IN", ValueType::Text}, {"-UVXITEM", "UVX OUT", ValueType::Text},
+    {"-UVXITEM", "UVX ADDTYPE", ValueType::Int}, {"-UVXITEM", "UVX SRC", ValueType::Text},
+    {"-UVXITEM", "UVX BFAST", ValueType::Int}, {"-UVXITEM", "UVX USEMFS", ValueType::Int},
+    {"-SIMAP", "ROW-COL", ValueType::RowCol}, {"-SIMAP", "ROW%d", ValueType::DoubleList},
+    {"-PROCESS3", "IN UVX-FILE", ValueType::Text}, {"-PROCESS3", "OUT UVX-FILE", ValueType::Text},
+    {"-PROCESS3", "USE PHASE ERR", ValueType::Int}, {"-PROCESS3", "USE AMPL ERR", ValueType::Int},
+    {"-PROCESS3", "INTERVAL START", ValueType::Double}, {"-PROCESS3", "INTERVAL STOP", ValueType::Double},
+    {"-PROCESS3", "INTERVAL LENGTH", ValueType::Double}, {"-PROCESS3", "PHASE STEP", ValueType::Double},
+    {"-PROCESS3", "RANDOM START", ValueType::OptionalInt}, {"-PROCESS3", "NTLSCS", ValueType::Int},
+    {"-PROCESS3", "TLSC NAME%d", ValueType::Text}, {"-PROCESS3", "TLSC ID%d", ValueType::Int},
+    {"-PROCESS3", "TLSC PHASEERR%d", ValueType::Double}, {"-PROCESS3", "TLSC AMPLERR%d", ValueType::Double},
+    {"-PROCESS3", "TLSC PH0%d", ValueType::Double}, {"-PROCESS3", "TLSC FRATE%d", ValueType::Double},
+    {"-PROCESS3", "TLSC DELAY%d", ValueType::Double}, {"-PROCESS3", "TLSC RATEACC%d", ValueType::Double},
+    {"-PROCESS3", "TLSC DELAYACC%d", ValueType::Double},
+    {"-PROCESS4", "IN UVX-FILE", ValueType::Text}, {"-PROCESS4", "OUT UVX-FILE", ValueType::Text},
+    {"-PROCESS4", "DT", ValueType::Double}, {"-PROCESS4", "DF", ValueType::Double},
+    {"-PROCESS4", "NTLSCS", ValueType::Int}, {"-PROCESS4", "NIFS", ValueType::Int},
+    {"-PROCESS4", "GAUSSIAN", ValueType::Int}, {"-PROCESS4", "EFFICIENCY", ValueType::Double},
+    {"-PROCESS4", "THERMAL WEIGHTS", ValueType::Int}, {"-PROCESS4", "RANDOM START", ValueType::OptionalInt},
+    {"-PROCESS4", "TLSC NAME%d", ValueType::Text}, {"-PROCESS4", "TLSC ID%d", ValueType::Int},
+    {"-PROCESS4", "TLSC SEFD%d_%d", ValueType::Double},
+    {"-COMMON", "CUR TASK", ValueType::Int},
+};
+
+// `key` (upper case) against a pattern whose "%d" each stand for one or more digits.
+bool KeyMatches(const std::string& key, const char* pattern) {
+  std::size_t k = 0;
+  for (const char* p = pattern; *p; ++p) {
+    if (p[0] == '%' && p[1] == 'd') {
+      const std::size_t from = k;
+      while (k < key.size() && key[k] >= '0' && key[k] <= '9') ++k;
+      if (k == from) return false;
+      ++p;
+    } else if (k >= key.size() || key[k++] != *p) {
+      return false;
+    }
+  }
+  return k == key.size();
+}
+
+bool WholeInt(const std::string& text) {
+  std::size_t i = text[0] == '-' || text[0] == '+' ? 1 : 0;
+  if (i == text.size()) return false;
+  for (; i < text.size(); ++i)
+    if (text[i] < '0' || text[i] > '9') return false;
+  return true;
+}
+
+bool WholeDouble(const std::string& text) {
+  if (text.empty()) return false;
+  char* end = nullptr;
+  std::strtod(text.c_str(), &end);
+  return end == text.c_str() + text.size();
+}
+
+// Why a value does not parse as its type as a whole; empty when it does.
+std::string BadValue(const std::string& value, ValueType type) {
+  const std::string q = "\"" + EscapeText(value, 60) + "\"";
+  switch (type) {
+    case ValueType::Text: return {};
+    case ValueType::OptionalInt:
+      if (value.empty()) return {};
+      [[fallthrough]];
+    case ValueType::Int:
+      if (WholeInt(value)) return {};
+      return q + " is not a whole number (read as " + std::to_string(std::atol(value.c_str())) + ")";
+    case ValueType::Double:
+      if (WholeDouble(value)) return {};
+      return q + " is not a number (read as " + valToStr(std::atof(value.c_str())) + ")";
+    case ValueType::DoubleList: {
+      std::size_t from = 0;
+      while (true) {
+        const std::size_t comma = value.find(", ", from);
+        const std::string item(trim(value.substr(from, comma == std::string::npos ? std::string::npos : comma - from)));
+        if (!WholeDouble(item))
+          return q + ": \"" + EscapeText(item, 30) + "\" is not a number (read as " + valToStr(std::atof(item.c_str())) +
+                 ")";
+        if (comma == std::string::npos) return {};
+        from = comma + 2;
+      }
+    }
+    case ValueType::RowCol: {
+      const std::size_t tab = value.find('\t');
+      if (tab != std::string::npos && WholeInt(value.substr(0, tab)) && WholeInt(value.substr(tab + 1))) return {};
+      return q + " is not \"rows<tab>columns\"";
+    }
+  }
+  return {};
+}
+
 }  // namespace
+
+std::vector<std::string> CheckSettings(const AIniFile& ini) {
+  std::vector<std::string> out;
+  const std::string base = kSettingsName;
+  bool known_section = true;
+  for (const AIniFile::Entry& e : ini.Entries()) {
+    const std::string section = toUpper(e.section);
+    const std::string at = "line " + std::to_string(e.line) + ": ";
+    const bool ours = section.rfind(base, 0) == 0;
+    const std::string suffix = ours ? section.substr(base.size()) : std::string();
+    if (e.key.empty()) {  // a section header
+      known_section = false;
+      for (const KnownKey& k : kKnownKeys) known_section = known_section || (ours && suffix == k.suffix);
+      if (!known_section) out.push_back(at + "unknown section [" + EscapeText(e.section, 60) + "] (its keys are not read)");
+      continue;
+    }
+    if (!known_section) continue;  // said once, at its header
+    if (e.section.empty()) {
+      out.push_back(at + "key " + EscapeText(e.key, 60) + " before any section (not read)");
+      continue;
+    }
+    const std::string key = toUpper(e.key);
+    const KnownKey* found = nullptr;
+    for (const KnownKey& k : kKnownKeys)
+      if (suffix == k.suffix && KeyMatches(key, k.pattern)) found = &k;
+    const std::string where = at + "[" + e.section + "] " + e.key;
+    if (!found) {
+      out.push_back(where + ": unknown key (not read)");
+      continue;
+    }
+    if (const std::string why = BadValue(e.value, found->type); !why.empty()) out.push_back(where + ": " + why);
+  }
+  return out;
+}
 
 std::string SettingsSection(const char* pattern) {
   char buf[64];

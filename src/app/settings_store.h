@@ -21,6 +21,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/ini_file.h"
 #include "errors/errors_task.h"
@@ -79,6 +80,13 @@ void SaveSIMapSettings(AIniFile& ini, const AMSIMap& map);
 // The window position alone (read before the main window is shown, written first on closing).
 void LoadWindowPos(const AIniFile& ini, AMWindowPos& pos);
 void SaveWindowPos(AIniFile& ini, const AMWindowPos& pos);
+
+// What a settings file holds that the program cannot use, one text per finding, each starting with
+// its line ("line 12: [QVLMODEL-PROCESS4] DF: \"512 MHz\" is not a number (read as 512)"): a
+// section or key the program does not know (letter case ignored; a misspelt key would silently
+// give its default), and a number that does not parse as a whole (the value read stays what atof
+// or the integer rule makes of it). Nothing here changes how the settings are read.
+std::vector<std::string> CheckSettings(const AIniFile& ini);
 
 // The settings file of a base folder, and the whole store read from and written to it.
 std::string SettingsPath(const std::string& base_folder);

@@ -245,3 +245,46 @@ TEST(SettingsStore, WindowPositionIsWrittenFirstAndOnlyWhenKnown) {
   LoadWindowPos(FromText("[QVLMODEL]\nWND X=10\nWND WIDTH=0\nWND HEIGHT=300\n"), pos);
   EXPECT_EQ(pos.valid, 0);
 }
+
+// Every key the program writes is known to the check; what it cannot use is named with its line,
+// and the value read stays as the classic rules make it.
+TEST(SettingsCheck, UnknownSectionsKeysAndUnparsableNumbersAreNamedWithTheirLines) {
+  AIniFile written;
+  AMSettings full = FullSettings();
+  full.window = AMWindowPos{1, 10, 20, 800, 600, 0};
+  SaveSettings(written, full);
+  EXPECT_EQ(CheckSettings(written), std::vector<std::string>{}) << written.Text();
+
+  const AIniFile ini = FromText(
+      "stray=1\n"
+      "[QVLMODEL-PROCESS4]\n"
+      "DF=512 MHz\n"
+      "DT= 60 \n"
+      "NIFS=2x\n"
+      "TLSC SEFD0_1=1e3\n"
+      "TLSC SEFD0=7\n"
+      "RANDOM START=\n"
+      "; a comment\n"
+      "[qvlmodel-simap]\n"
+      "row-col=2\t3\n"
+      "ROW0=1, 2, x\n"
+      "[QVLMODEL-PROCESS9]\n"
+      "ANY=thing\n"
+      "[QVLMODEL-COMMON]\n"
+      "CURTASK=2\n");
+  EXPECT_EQ(CheckSettings(ini),
+            (std::vector<std::string>{
+                "line 1: key stray before any section (not read)",
+                "line 3: [QVLMODEL-PROCESS4] DF: \"512 MHz\" is not a number (read as 512)",
+                "line 5: [QVLMODEL-PROCESS4] NIFS: \"2x\" is not a whole number (read as 2)",
+                "line 7: [QVLMODEL-PROCESS4] TLSC SEFD0: unknown key (not read)",
+                "line 12: [qvlmodel-simap] ROW0: \"1, 2, x\": \"x\" is not a number (read as 0)",
+                "line 13: unknown section [QVLMODEL-PROCESS9] (its keys are not read)",
+                "line 16: [QVLMODEL-COMMON] CURTASK: unknown key (not read)",
+            }));
+  AMSettings st;
+  LoadSettings(ini, st, kOpens);
+  ASSERT_EQ(st.work_item.si_map.rows, 2u);  // read as ever: atof makes 0 of "x"
+  EXPECT_EQ(st.work_item.si_map(0, 1), 2.0f);
+  EXPECT_EQ(st.work_item.si_map(0, 2), 0.0f);
+}
