@@ -274,7 +274,17 @@ int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMa
   }
   std::error_code ec;
   std::filesystem::rename(temp, path, ec);
-  if (ec) return Fail(error, "cannot rename " + temp + " to " + path + ": " + ec.message());
+  if (ec) return Fail(error, "cannot write " + path + ": " + ec.message());
   remover.Keep();
   return 1;
+}
+
+int SaveSkyFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+                   const std::string& unit, const AFitsImageInfo& info, std::string* error) {
+  if (!(range.xmin < range.xmax)) return SaveFitsMap(path, map, range, unit, info, error);
+  AMatrix<float> west(map.rows, map.cols);
+  for (std::uint32_t r = 0; r < map.rows; ++r)
+    for (std::uint32_t c = 0; c < map.cols; ++c) west(r, c) = map(r, map.cols - 1 - c);
+  const TMinMax mirrored{range.xmax, range.xmin, range.ymin, range.ymax};
+  return SaveFitsMap(path, west, mirrored, unit, info, error);
 }

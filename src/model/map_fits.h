@@ -41,3 +41,10 @@ struct AFitsImageInfo {
 };
 int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                 const std::string& unit, const AFitsImageInfo& info, std::string* error);
+
+// Writes a map whose columns run east (xmin < xmax, the renderer's grid) as sky images have it:
+// RA increasing to the left, CDELT1 < 0 (the columns are written in reverse order). A map already
+// running west (xmin > xmax) is written as it stands. Reading it back gives the same brightness at
+// the same offsets.
+int SaveSkyFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
+                   const std::string& unit, const AFitsImageInfo& info, std::string* error);

@@ -27,6 +27,8 @@ int Fail(std::string* error, const std::string& why) {
 
 }  // namespace
 
+bool IsFitsMapPath(const std::string& path) { return KindOf(path) == MapKind::Fits; }
+
 int LoadMapAny(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                std::string* error) {
   switch (KindOf(path)) {
@@ -46,7 +48,7 @@ int LoadMapAny(const std::string& path, AMatrix<float>& map, TMinMax& range, std
 int SaveMapAny(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                const std::string& unit, std::string* error) {
   switch (KindOf(path)) {
-    case MapKind::Fits: return SaveFitsMap(path, map, range, unit, error);
+    case MapKind::Fits: return SaveSkyFitsMap(path, map, range, unit, AFitsImageInfo(), error);
     case MapKind::Binary: {
       AMapFile file;
       if (file.Open(path, AMapFile::modeWrite)) {

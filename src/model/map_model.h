@@ -23,7 +23,10 @@
 // unit) by extension. Non-zero on success; *error says why otherwise.
 int LoadMapAny(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                std::string* error);
-// Writes a map by extension (.exm, .amap, .fits); complete or absent.
+// Whether a map path names a FITS file (.fits, .fit, .fts, any letter case).
+bool IsFitsMapPath(const std::string& path);
+// Writes a map by extension (.exm, .amap, .fits); complete or absent. FITS maps are written with
+// RA increasing to the left (CDELT1 < 0, SaveSkyFitsMap) and CRVAL 0.
 int SaveMapAny(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                const std::string& unit, std::string* error);
 // The ".exm" files of a folder in name order; 0 when the folder cannot be listed.

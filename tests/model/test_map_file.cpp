@@ -209,6 +209,29 @@ TEST(MapFits, RoundTripAndAxisConvention) {
   EXPECT_EQ(back.unit, "JY/PIXEL");
 }
 
+TEST(MapFits, AnEastRunningGridIsWrittenWithRaIncreasingToTheLeft) {
+  TempDir dir;
+  const std::string path = dir.File("render.fits");
+  const AMatrix<float> map = SampleMap(3, 4);
+  ASSERT_TRUE(SaveMapAny(path, map, TMinMax{-1.5, 1.5, -1, 1}, "JY/PIXEL", nullptr));
+  fitsfile* f = nullptr;
+  int status = 0;
+  double cdelt1 = 0, crval1 = 1;
+  ASSERT_EQ(fits_open_diskfile(&f, path.c_str(), READONLY, &status), 0);
+  fits_read_key(f, TDOUBLE, "CDELT1", &cdelt1, nullptr, &status);
+  fits_read_key(f, TDOUBLE, "CRVAL1", &crval1, nullptr, &status);
+  fits_close_file(f, &status);
+  ASSERT_EQ(status, 0);
+  EXPECT_NEAR(cdelt1, -1.0 / 3600.0, 1e-15);
+  EXPECT_EQ(crval1, 0.0);
+  // Read back: the same brightness at the same east offset, the columns now running west.
+  const Loaded back = Load(path);
+  ASSERT_TRUE(back.ok) << back.error;
+  ExpectRange(back.range, TMinMax{1.5, -1.5, -1, 1}, 1e-12);
+  for (std::uint32_t r = 0; r < 3; ++r)
+    for (std::uint32_t c = 0; c < 4; ++c) EXPECT_EQ(back.map(r, c), map(r, 3 - c)) << r << "," << c;
+}
+
 TEST(MapFits, FourAxisImagesAndDamagedFiles) {
   TempDir dir;
   // A 4-D image (RA, DEC, FREQ, STOKES with one plane each), Jy/beam, 16-bit with BSCALE, as an
