@@ -53,6 +53,8 @@ struct AMapSumOptions {
   // Spectral scaling (more than one row): per (set-up, IF) row and set pixel (row by row, column
   // by column) a spectral index; each row's points are summed over the map scaled by its factors.
   const AMatrix<float>* spectral_index = nullptr;
+  // Counts the groups stored into the file (what a stopped run in place has changed), when given.
+  std::int64_t* groups_stored = nullptr;
   AMapSumOptions() = default;
   AMapSumOptions(MapEngine e) : engine(e) {}  // NOLINT: implicit on purpose
 };

@@ -75,6 +75,7 @@ class MapFiller {
   double uv_max_ = 0;     // longest |u| or |v| of the file, wavelengths (0: unknown)
   std::size_t batch_groups_ = 0;
   std::size_t used_ = 0, points_ = 0;
+  std::int64_t* stored_ = nullptr;  // AMapSumOptions::groups_stored
   std::vector<double> u_, v_, re_, im_;
   AUVXMinMax extremes_;
   // The prepared map: one, or with spectral scaling one per (set-up, IF) row of the factors.
@@ -207,6 +208,7 @@ int MapFiller::Flush(std::string* error) {
     if (!file_.SeekUVVis(index_[b]) || !vis.store(file_))
       return Fail(error, file_.Path() + ": cannot write group " + std::to_string(index_[b]) +
                              (file_.Error().empty() ? std::string() : ": " + file_.Error()));
+    if (stored_) ++*stored_;
   }
   used_ = 0;
   points_ = 0;
@@ -216,6 +218,7 @@ int MapFiller::Flush(std::string* error) {
 int MapFiller::Run(const MapSource& source, const AMapSumOptions& options, ProgressSink* progress, StopFlag* stop,
                    std::string* error) {
   if (!Init(options, error)) return 0;
+  stored_ = options.groups_stored;
   const std::size_t per_group = std::size_t(nif_) * (fast_ ? 1 : nch_);
   // The UV points one map serves, for the engine's cost model.
   const std::int64_t points = file_.Groups() * std::int64_t(per_group) / std::max(source.maps, 1);

@@ -88,6 +88,7 @@ class AMP2Work {
   // which keeps the groups already written.
   int Run();
   const std::string& Error() const { return error_; }
+  // Groups whose model was written; after a stopped update in place, the groups it changed.
   std::int64_t GroupsDone() const { return groups_done_; }
   // Map models: which engine summed the map(s) and why.
   const AMapEngineReport& EngineReport() const { return engine_report_; }

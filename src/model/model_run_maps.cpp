@@ -38,6 +38,7 @@ int AMP2Work::RunMaps() {
   AMapSumOptions options(model_.engine);
   options.accuracy = model_.accuracy;
   options.report = &engine_report_;
+  options.groups_stored = &groups_done_;
   // With spectral scaling every (set-up, IF) row of the map's set pixels gets its factors.
   if (item_.use_mfs) options.spectral_index = &item_.si_map;
   std::string why;
@@ -84,7 +85,6 @@ int AMP2Work::RunMaps() {
     if (StopRequested(stop_)) return 0;
     return Fail(why.empty() ? "the map model could not be applied" : why);
   }
-  groups_done_ = file.Groups();
   if (!file.Close() || (!in_place && !CommitPart(target, item_.out_path))) {
     discard();
     return Fail("writing " + item_.out_path + " failed: " + file.Error());

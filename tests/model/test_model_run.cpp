@@ -183,6 +183,36 @@ TEST(ModelOntoUV, SameInputAndOutputUpdatesInPlace) {
   EXPECT_GT(a.header.extremes.amp_max, 0.0);
 }
 
+TEST(ModelOntoUV, AStoppedRunInPlaceCountsTheGroupsItChanged) {
+  // The progress position reaches 1024 after that many groups; the sink stops the run there.
+  struct StopAt final : ProgressSink {
+    StopFlag* flag = nullptr;
+    void SetPos(std::int64_t pos) override {
+      if (pos == 1024) flag->store(1);
+    }
+  };
+  TempDir dir;
+  const std::string path = dir.File("data.uvx");
+  WriteSampleFile(path, 1500);
+  const FileData before = ReadFile(path);
+  const AComponents model = TwoComponents();
+  AMUVXWorkItem item;
+  item.in_path = item.out_path = path;
+  AMModelSource source;
+  source.components = &model;
+  MessageRecorder messages;
+  StopFlag flag{0};
+  StopAt progress;
+  progress.flag = &flag;
+  AMP2Work work(item, source, &progress, &flag, messages);
+  EXPECT_FALSE(work.Run());
+  EXPECT_EQ(work.GroupsDone(), 1024);
+  const FileData after = ReadFile(path);
+  ASSERT_EQ(after.vis.size(), 1500u);
+  for (std::size_t g : {std::size_t(0), std::size_t(1023), std::size_t(1024), std::size_t(1499)})
+    EXPECT_EQ(after.vis[g].entries[0].re != before.vis[g].entries[0].re, g < 1024) << "group " << g;
+}
+
 TEST(ModelOntoUV, StopsAndFailuresLeaveNoOutput) {
   TempDir dir;
   const std::string in = dir.File("in.uvx"), odd = dir.File("odd.uvx");
