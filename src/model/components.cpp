@@ -135,12 +135,13 @@ std::ostream& AComponents::Store(std::ostream& out) const {
   return out;
 }
 
-int LoadComponents(std::istream& in, AComponents& model, std::string* error) {
+int LoadComponents(std::istream& in, AComponents& model, std::string* error, std::vector<int>* lines) {
   auto fail = [&](const std::string& what) {
     if (error) *error = what;
     return 0;
   };
   AComponents loaded;
+  std::vector<int> at_line;
   std::string line;
   long number = 0;
   bool header = false, ended = false;
@@ -180,11 +181,13 @@ int LoadComponents(std::istream& in, AComponents& model, std::string* error) {
     if (loaded.GetSize() >= (1 << 30)) return fail(LineError(number, "too many components"));
     GrowWithCount(loaded);
     loaded.Add(item);
+    if (lines) at_line.push_back(int(number));
   }
   if (in.bad()) return fail("read error");
   if (!header) return fail("empty file: not a QVLModel source model");
   if (!ended) return fail("the file ends before its END line (truncated)");
   model = loaded;
+  if (lines) *lines = std::move(at_line);
   return 1;
 }
 

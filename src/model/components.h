@@ -41,8 +41,10 @@ class AComponents : public AArray<ACompItem> {
   std::ostream& Store(std::ostream& out) const;
 };
 
-// Load with the reason of a refusal ("line 7: ..."); non-zero on success.
-int LoadComponents(std::istream& in, AComponents& model, std::string* error);
+// Load with the reason of a refusal ("line 7: ..."); non-zero on success. `lines`, when given,
+// receives the 1-based line of the file that holds each component, so that a check of the model
+// can name the line.
+int LoadComponents(std::istream& in, AComponents& model, std::string* error, std::vector<int>* lines = nullptr);
 
 // Field of view holding every component with a margin (square, centred on the phase centre).
 TMinMax AutoMapRange(const AComponents& model);

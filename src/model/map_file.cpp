@@ -122,7 +122,7 @@ int AMapFile::Open(const std::string& path, int mode) {
   }
   if (mode == modeWrite) {
     temp_ = path + ".part~" + std::to_string(::getpid());
-    if (!file_.Open(temp_, AFile::modeWrite | AFile::modeBinary)) return Fail("cannot create " + temp_);
+    if (!file_.Open(temp_, AFile::modeWrite | AFile::modeBinary)) return Fail("cannot create " + path);
     mode_ = modeWrite;
     return 1;
   }
@@ -178,7 +178,7 @@ int AMapFile::PutMatrix(const AMatrix<float>& map) {
     lo = std::min(lo, map.data[i]);
     hi = std::max(hi, map.data[i]);
   }
-  if (!file_.Seek(AMapHeader::kBytes) || !file_.Write(map.data, n * 4)) return Fail("cannot write " + temp_);
+  if (!file_.Seek(AMapHeader::kBytes) || !file_.Write(map.data, n * 4)) return Fail("cannot write " + path_);
   header_.rows = map.rows;
   header_.cols = map.cols;
   header_.value_min = lo;
@@ -196,7 +196,7 @@ int AMapFile::Close() {
   if (mode_ != modeWrite) return 0;
   if (!pixels_written_) Fail("no pixels were written");
   if (!error_.empty() || !header_.Store(*this) || !file_.Flush()) {
-    Fail("cannot write " + temp_);
+    Fail("cannot write " + path_);
     Discard();
     return 0;
   }
@@ -204,7 +204,7 @@ int AMapFile::Close() {
   std::error_code ec;
   std::filesystem::rename(temp_, path_, ec);
   if (ec) {
-    Fail("cannot rename " + temp_ + " to " + path_ + ": " + ec.message());
+    Fail("cannot write " + path_ + ": " + ec.message());
     RemoveFile(temp_);
     mode_ = 0;
     return 0;

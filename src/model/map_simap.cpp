@@ -134,14 +134,14 @@ int AMSIMap::SaveFile(const std::string& path, std::string* error) const {
   AFileRemover remover(temp);
   {
     std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-    if (!out.is_open()) return Fail(error, "cannot create " + temp);
+    if (!out.is_open()) return Fail(error, "cannot create " + path);
     Save(out);
     out.close();
-    if (out.fail()) return Fail(error, "cannot write " + temp);
+    if (out.fail()) return Fail(error, "cannot write " + path);
   }
   std::error_code ec;
   std::filesystem::rename(temp, path, ec);
-  if (ec) return Fail(error, "cannot rename " + temp + " to " + path + ": " + ec.message());
+  if (ec) return Fail(error, "cannot write " + path + ": " + ec.message());
   remover.Keep();
   return 1;
 }

@@ -198,7 +198,7 @@ int AMP2Work::Run() {
   // under the output's name, and an older output survives a failed run.
   const std::string part = PartPath(item_.out_path);
   AUVXFile out;
-  if (!out.Open(part, AUVXFile::modeCreate)) return Fail("cannot create " + part + ": " + out.Error());
+  if (!out.Open(part, AUVXFile::modeCreate)) return Fail("cannot create " + item_.out_path + ": " + out.Error());
   AMCopyUVX copy(&in, &out, progress_, stop_);
   copy.work = this;
   if (!RunOrRemoveOutput(copy)) {

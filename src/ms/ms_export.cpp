@@ -261,7 +261,14 @@ int ExportMS(const std::string& uvx_path, const std::string& ms_path, ProgressSi
   ms::DirectoryOutput out(ms_path);
   if (!out.Prepare(error)) return 0;
   ms::Writer writer;
-  if (!writer.Create(out.Part(), d, error)) return error = "cannot create " + out.Part() + ": " + error, 0;
+  // casacore's messages name the folder it writes, the temporary one: the user's name is given.
+  auto as_named = [&](const std::string& why) {
+    std::string text = why;
+    for (std::size_t at = text.find(out.Part()); at != std::string::npos; at = text.find(out.Part(), at + ms_path.size()))
+      text.replace(at, out.Part().size(), ms_path);
+    return text;
+  };
+  if (!writer.Create(out.Part(), d, error)) return error = "cannot create " + ms_path + ": " + as_named(error), 0;
   ms::UVWConverter uvw(rotation.get());
   RowFiller filler{h, fq, row_of, uvw, unit_weights, (h.jd0 - kMjdZeroJd) * kSecondsPerDay + h.time,
                    in.NIF(), in.NChannels(), in.NStokes()};
@@ -274,10 +281,11 @@ int ExportMS(const std::string& uvx_path, const std::string& ms_path, ProgressSi
     const int n = int(std::min(per_block, groups - first));
     if (!in.ReadRecords(first, n, src.data())) return error = "cannot read group " + std::to_string(first + 1) + ": " + in.Error(), 0;
     if (!filler.Fill(src.data(), rec, first, n, block, stop, error)) return 0;
-    if (!writer.Put(first * in.NIF(), block, error)) return error = "cannot write " + out.Part() + ": " + error, 0;
+    if (!writer.Put(first * in.NIF(), block, error))
+      return error = "cannot write " + ms_path + ": " + as_named(error), 0;
     if (progress) progress->SetPos(first + n);
   }
-  if (!writer.Close(error)) return error = "cannot write " + out.Part() + ": " + error, 0;
+  if (!writer.Close(error)) return error = "cannot write " + ms_path + ": " + as_named(error), 0;
   if (StopRequested(stop)) return error = "stopped", 0;
   if (!out.Commit(error)) return 0;
   if (summary) {

@@ -294,14 +294,14 @@ int ImportMS(const std::string& ms_path, const std::string& uvx_path, ProgressSi
 
   const std::string part = uvfits::PartPath(uvx_path);
   AUVXFile out;
-  if (!out.Open(part, AUVXFile::modeCreate)) return error = "cannot create " + part + ": " + out.Error(), 0;
+  if (!out.Open(part, AUVXFile::modeCreate)) return error = "cannot create " + uvx_path + ": " + out.Error(), 0;
   auto fail = [&](const std::string& what) {
     out.Discard();
     error = what;
     return 0;
   };
   if (!out.SetLayout(h.n_if, h.n_channels, h.n_pol)) return fail("the layout does not fit a UVX file");
-  if (!out.Write(h)) return fail("cannot write the header of " + part + ": " + out.Error());
+  if (!out.Write(h)) return fail("cannot write the header of " + uvx_path + ": " + out.Error());
   Assembler as(out, p, uvw, jd0_mjd_s, h.time);
   if (!ReadAll(r, p, as, progress, stop, error)) return fail(error);
 
@@ -318,7 +318,7 @@ int ImportMS(const std::string& ms_path, const std::string& uvx_path, ProgressSi
     h.time_step_s = step;
   }
   as.position.AddStartTime(h.time);
-  if (!out.Write(h)) return fail("cannot write the header of " + part + ": " + out.Error());
+  if (!out.Write(h)) return fail("cannot write the header of " + uvx_path + ": " + out.Error());
   AUVXTable fq = ms::ImportFqTable(p.windows, h.ref_freq_hz, p.n_chan);
   AUVXTable su = ms::ImportSourceTable(field, h.n_if, h.ref_freq_hz);
   std::vector<std::string> receptors = info.receptors;
@@ -330,14 +330,15 @@ int ImportMS(const std::string& ms_path, const std::string& uvx_path, ProgressSi
   if (StopRequested(stop)) return fail("stopped");
   std::error_code ec;
   if (!out.Close()) {
-    error = "cannot write " + part + ": " + out.Error();
+    error = "cannot write " + uvx_path + ": " + out.Error();
     std::filesystem::remove(part, ec);
     return 0;
   }
   std::filesystem::rename(part, uvx_path, ec);
   if (ec) {
+    error = "cannot write " + uvx_path + ": " + ec.message();
     std::filesystem::remove(part, ec);
-    return error = "cannot rename " + part + " to " + uvx_path, 0;
+    return 0;
   }
   if (summary) {
     summary->groups = as.written;

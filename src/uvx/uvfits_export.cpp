@@ -207,15 +207,15 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
   AFileRemover remover(part);
   fitsfile* raw = nullptr;
   int st = 0;
-  if (fits_create_diskfile(&raw, part.c_str(), &st)) return error = "cannot create " + part + ": " + FitsError(st), 0;
+  if (fits_create_diskfile(&raw, part.c_str(), &st)) return error = "cannot create " + fits_path + ": " + FitsError(st), 0;
   FitsPtr f(raw);
   WritePrimaryHeader(f.get(), in, params, &st);
-  if (st) return error = "cannot write " + part + ": " + FitsError(st), 0;
+  if (st) return error = "cannot write " + fits_path + ": " + FitsError(st), 0;
   const bool unit_weights = weights == UVFitsWeights::Unit ||
                             (weights == UVFitsWeights::Auto && h.extremes.has_vis() && h.extremes.weight_max <= 0.0 &&
                              h.extremes.weight_min >= 0.0);
   if (!WriteGroups(f.get(), in, freqsel, unit_weights, to_j2000.get(), progress, stop, error)) {
-    if (error.rfind("cfitsio", 0) == 0) error = "cannot write " + part + ": " + error;  // not a read error
+    if (error.rfind("cfitsio", 0) == 0) error = "cannot write " + fits_path + ": " + error;  // not a read error
     return 0;
   }
 
@@ -225,11 +225,11 @@ int ExportUVFITS(const std::string& uvx_path, const std::string& fits_path, Prog
   SetKeywordInt(fq_out, "NO_IF", in.NIF());
   WriteFitsTable(f.get(), fq_out, kFrequencyExt, &st);
   if (const AUVXTable* su = in.GetTable("SU")) WriteFitsTable(f.get(), SourceTable(*su, h, in.NIF()), kSourceExt, &st);
-  if (st) return error = "cannot write " + part + ": " + FitsError(st), 0;
-  if ((st = CloseFits(f)) != 0) return error = "cannot write " + part + ": " + FitsError(st), 0;
+  if (st) return error = "cannot write " + fits_path + ": " + FitsError(st), 0;
+  if ((st = CloseFits(f)) != 0) return error = "cannot write " + fits_path + ": " + FitsError(st), 0;
   if (StopRequested(stop)) return error = "stopped", 0;
   std::filesystem::rename(part, fits_path, ec);
-  if (ec) return error = "cannot rename " + part + " to " + fits_path + ": " + ec.message(), 0;
+  if (ec) return error = "cannot write " + fits_path + ": " + ec.message(), 0;
   remover.Keep();
   if (summary) {
     summary->groups = in.Groups();

@@ -181,7 +181,7 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
 
   const std::string part = PartPath(uvx_path);
   AUVXFile out;
-  if (!out.Open(part, AUVXFile::modeCreate)) return error = "cannot create " + part + ": " + out.Error(), 0;
+  if (!out.Open(part, AUVXFile::modeCreate)) return error = "cannot create " + uvx_path + ": " + out.Error(), 0;
   auto fail = [&](const std::string& what) {
     out.Discard();
     error = what;
@@ -213,7 +213,7 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
       baselines.checkBase(item);
       position.CheckUVGroup(g, int(first + i));
     }
-    if (!out.WriteRecords(first, n, dst.data())) return fail("cannot write " + part + ": " + out.Error());
+    if (!out.WriteRecords(first, n, dst.data())) return fail("cannot write " + uvx_path + ": " + out.Error());
     if (progress) progress->SetPos(first + n);
   }
 
@@ -223,20 +223,21 @@ int Import(const std::string& fits_path, const std::string& uvx_path, ProgressSi
   h.time = reader.start_s;
   h.time_step_s = reader.inttim > 0 ? reader.inttim : reader.min_step < std::numeric_limits<double>::max() ? reader.min_step : 0.0;
   position.AddStartTime(reader.start_s);
-  if (!out.Write(h)) return fail("cannot write the header of " + part + ": " + out.Error());
+  if (!out.Write(h)) return fail("cannot write the header of " + uvx_path + ": " + out.Error());
   std::unique_ptr<AUVXTable> bl(baselines.ToUVXTable()), ps(position.ToUVXTable());
   if (!bl || !ps) return fail("cannot build the BL and PS tables");
   out.AddTable(t.fq).AddTable(t.su).AddTable(t.an).AddTable(*bl).AddTable(*ps);
   if (StopRequested(stop)) return fail("stopped");
   if (!out.Close()) {
-    error = "cannot write " + part + ": " + out.Error();
+    error = "cannot write " + uvx_path + ": " + out.Error();
     std::filesystem::remove(part, ec);
     return 0;
   }
   std::filesystem::rename(part, uvx_path, ec);
   if (ec) {
+    error = "cannot write " + uvx_path + ": " + ec.message();
     std::filesystem::remove(part, ec);
-    return error = "cannot rename " + part + " to " + uvx_path, 0;
+    return 0;
   }
   if (summary) {
     summary->groups = l.gcount;
