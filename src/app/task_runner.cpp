@@ -9,6 +9,7 @@
 #include "coverage/obs_preflight.h"
 #include "coverage/uv_plane.h"
 #include "coverage/uvx_creation.h"
+#include "errors/table_match.h"
 #include "model/comp_table.h"
 #include "observation/obs_document.h"
 #include "observation/obs_json.h"
@@ -34,6 +35,18 @@ ATaskOutcome Stopped(int task) {
 
 std::string Resolve(const std::string& settings_path, const std::string& p) {
   return p.empty() ? p : ResolveOutputPath(settings_path, p);
+}
+
+// The telescope table of task 3 or 4 against its input file: warnings, or with `strict` the
+// reason to refuse (empty: go on). A file that cannot be read is left to the task to report.
+std::string TableMismatch(const std::string& in_path, const std::vector<AMTableRow>& rows, const char* section,
+                          MessageSink& messages, bool strict) {
+  AMTableMatch match;
+  if (!MatchTableToFile(in_path, rows, match, nullptr) || match.Clean()) return {};
+  const std::vector<std::string> lines = match.Lines();
+  if (strict) return std::string("the telescope table of ") + section + " does not fit " + in_path + ": " + lines[0];
+  for (const std::string& line : lines) messages.Show(std::string("warning: ") + section + ": " + line);
+  return {};
 }
 
 }  // namespace
@@ -73,7 +86,8 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
   if (!plane.Calculate(obs, progress, stop, &messages, options)) {
     switch (plane.GetStatus()) {
       case AMUVPlane::kStopped: return Stopped(1);
-      case AMUVPlane::kNoTempFile: return Failed(1, MakeUVTempPath(obs.output_path) + ": cannot create the UV-point file");
+      case AMUVPlane::kNoTempFile:
+        return Failed(1, "cannot create " + obs.output_path + " (not even its temporary UV-point file beside it)");
       case AMUVPlane::kNoPoints: return Failed(1, obs_path + ": no UV points: " + WhyNoUVPoints(obs, plane, options));
       case AMUVPlane::kWriteFailed: return Failed(1, obs.output_path + ": cannot write the UV-point file beside it");
       default: return Failed(1, obs_path + ": the UV-plane computation failed");
@@ -105,10 +119,14 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
     std::ifstream in(page.model_file);
     if (!in) return Failed(2, page.model_file + ": cannot open the model file");
     std::string error;
-    if (!LoadComponents(in, components, &error)) return Failed(2, page.model_file + ": " + error);
+    std::vector<int> lines;
+    if (!LoadComponents(in, components, &error, &lines)) return Failed(2, page.model_file + ": " + error);
     const ACompCheck check = CheckComponents(components);
-    if (!check.ok)
-      return Failed(2, page.model_file + ": component " + std::to_string(check.row) + ": " + check.message);
+    if (!check.ok) {
+      const int line = check.row >= 1 && check.row <= int(lines.size()) ? lines[std::size_t(check.row - 1)] : 0;
+      return Failed(2, std::string(check.message) + " (" + page.model_file + " line " + std::to_string(line) +
+                           ", component " + std::to_string(check.row) + ")");
+    }
     source.kind = kModelComponents;
     source.components = &components;
   } else if (page.use_ext == 1) {
@@ -119,8 +137,21 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
     source.map_folder = page.ext_mdl_path;
     source.map_time_step_s = page.ext_mdl_tstep;
   }
+  const bool in_place = SameFile(run.in_path, run.out_path);
+  if (in_place)
+    messages.Show("warning: task 2 writes into its input " + run.in_path +
+                  ": a stop leaves it partly changed");
   AMP2Work work(run, source, progress, stop, messages);
-  if (!work.Run()) return StopRequested(stop) ? Stopped(2) : Failed(2, work.Error());
+  if (!work.Run()) {
+    if (!StopRequested(stop)) return Failed(2, work.Error());
+    ATaskOutcome o = Stopped(2);
+    if (in_place) {  // the groups written so far hold the model
+      o.output = run.in_path;
+      o.summary = std::to_string(work.GroupsDone()) + " groups of " + run.in_path +
+                  " hold the model, the rest are as they were";
+    }
+    return o;
+  }
   ATaskOutcome o;
   o.task = 2;
   o.ok = true;
@@ -132,9 +163,14 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
   return o;
 }
 
-ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      bool strict) {
   AMErrorsParams p = st.errors;
   if (p.in_path.empty()) return Failed(3, "no input UVX file (\"IN UVX-FILE\")");
+  const std::string section = SettingsSection("%s-PROCESS3");
+  if (const std::string why = TableMismatch(p.in_path, TableRows(p.tlscs), section.c_str(), messages, strict);
+      !why.empty())
+    return Failed(3, why);
   if (p.out_path.empty()) p.out_path = DefaultErrorsOutput(p.in_path);
   std::string error;
   std::uint32_t start = 0;
@@ -149,9 +185,14 @@ ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* st
   return o;
 }
 
-ATaskOutcome RunTask4(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+ATaskOutcome RunTask4(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      bool strict) {
   AMNoiseParams p = st.noise;
   if (p.in_path.empty()) return Failed(4, "no input UVX file (\"IN UVX-FILE\")");
+  const std::string section = SettingsSection("%s-PROCESS4");
+  if (const std::string why = TableMismatch(p.in_path, TableRows(p.sfd.items), section.c_str(), messages, strict);
+      !why.empty())
+    return Failed(4, why);
   if (p.out_path.empty()) p.out_path = DefaultNoiseOutput(p.in_path);
   std::string error;
   std::uint32_t start = 0;
@@ -181,7 +222,8 @@ void ResolveSettingsPaths(AMSettings& st, const std::string& settings_path) {
 
 std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
-                                   MessageSink& messages, const std::function<void(const ATaskOutcome&)>& report) {
+                                   MessageSink& messages, const std::function<void(const ATaskOutcome&)>& report,
+                                   bool strict) {
   std::vector<ATaskOutcome> done;
   std::string last_output;
   // Empty inputs stand for the previous task's output, also for the test whether they open.
@@ -202,11 +244,11 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
         break;
       case 3:
         if (st.errors.in_path.empty()) st.errors.in_path = last_output;
-        o = RunTask3(st, progress, stop, messages);
+        o = RunTask3(st, progress, stop, messages, strict);
         break;
       case 4:
         if (st.noise.in_path.empty()) st.noise.in_path = last_output;
-        o = RunTask4(st, progress, stop, messages);
+        o = RunTask4(st, progress, stop, messages, strict);
         break;
       default: o = Failed(t, "there is no task " + std::to_string(t) + " (tasks are 1 to 4)"); break;
     }

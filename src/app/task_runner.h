@@ -17,7 +17,7 @@ struct ATaskOutcome {
   bool stopped = false;
   std::string error;    // one line, naming the file, when !ok and !stopped
   std::string output;   // the file written
-  std::string summary;  // one line for the user
+  std::string summary;  // one line for the user; for a task 2 stopped in place, what it changed
 };
 
 // Reads an observation from a .obs file or its JSON form (telescopes given by catalogue name are
@@ -34,8 +34,13 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
 // Task 2 from the work item and the model page: components of "MODEL FILE" (USE_EXT 0), the map
 // "EXT_MDL" (1) or the maps of "EXT_MDL_PATH" (2).
 ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
-ATaskOutcome RunTask3(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
-ATaskOutcome RunTask4(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+// Tasks 3 and 4 first match their telescope table against the input file's telescopes
+// (errors/table_match.h): the findings go to `messages` as warnings, or, with `strict`, fail the
+// task before it writes anything.
+ATaskOutcome RunTask3(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      bool strict = false);
+ATaskOutcome RunTask4(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      bool strict = false);
 
 // Paths in a settings file that are not absolute are taken relative to the settings file's folder.
 void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path);
@@ -48,4 +53,4 @@ void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path
 std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
                                    MessageSink& messages,
-                                   const std::function<void(const ATaskOutcome&)>& report = {});
+                                   const std::function<void(const ATaskOutcome&)>& report = {}, bool strict = false);

@@ -1,6 +1,6 @@
 // Every command that writes a file (or a Measurement Set folder), made to fail midway: under a file-size limit smaller than its
 // output (RLIMIT_FSIZE with SIGXFSZ ignored, so that a write fails with EFBIG) and into a folder it
-// may not write. Each must fail with a message naming its output and leave neither the output nor
+// may not write. Each must fail with a message naming its output (not a temporary name) and leave neither the output nor
 // a temporary file; a file it would replace stays as it was.
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -212,6 +212,7 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
     EXPECT_NE(cut.status, 0) << cut.out;
     EXPECT_LT(cut.status, 128) << "ended by a signal: " << cut.out;
     EXPECT_NE(cut.out.find(c.output), std::string::npos) << "the message names the output: " << cut.out;
+    EXPECT_EQ(cut.out.find(".part"), std::string::npos) << "not its temporary name: " << cut.out;
     EXPECT_EQ(Listing(limited), before) << cut.out;
 
     if (!can_lock) continue;
@@ -222,12 +223,13 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
     ::chmod(locked.c_str(), 0755);
     EXPECT_NE(refused.status, 0) << refused.out;
     EXPECT_NE(refused.out.find(locked), std::string::npos) << "the message names the output: " << refused.out;
+    EXPECT_EQ(refused.out.find(".part"), std::string::npos) << "not its temporary name: " << refused.out;
     EXPECT_EQ(Listing(locked), kept) << refused.out;
   }
 }
 
 // Task 1 refuses what would make it run for ever or write a date it cannot, before writing
-// anything, naming the observation file.
+// anything, naming the observation file; obs check says so too.
 TEST_F(WriteFailures, ConfigureRefusesEndlessSamplingAndOldDatesBeforeWriting) {
   const struct {
     const char* from;
@@ -251,6 +253,10 @@ TEST_F(WriteFailures, ConfigureRefusesEndlessSamplingAndOldDatesBeforeWriting) {
     EXPECT_NE(r.out.find(obs), std::string::npos) << r.out;
     EXPECT_NE(r.out.find(c.reason), std::string::npos) << r.out;
     EXPECT_TRUE(fs::is_empty(out)) << c.to;
+    // obs check applies the same limits before its plausibility checks.
+    const RunResult check = Qvl({"obs", "check", obs}, 0, false, true);
+    EXPECT_EQ(check.status, 1) << check.out;
+    EXPECT_NE(check.out.find(c.reason), std::string::npos) << check.out;
   }
 }
 

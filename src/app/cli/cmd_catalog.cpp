@@ -36,6 +36,13 @@ class FixedAnswer final : public MessageSink {
 
 std::string CatalogPath(const CatalogArgs& a) { return BaseFolder(a.base) + kTelescopesFileName; }
 
+// A warning on stderr for each identifier that more than one entry carries.
+void WarnDuplicateIds(const char* me, const std::string& path, const AMTlscCatalog& cat) {
+  for (const std::string& d : DuplicateTelescopeIds(cat))
+    std::fprintf(stderr, "%s: warning: %s: %s share one identifier (a UVX file tells telescopes apart by it)\n", me,
+                 path.c_str(), d.c_str());
+}
+
 nlohmann::json EntryJson(const AMTlscInfoItem& t) {
   return {{"name", t.name}, {"id", t.id_name}, {"kind", t.IsGround() ? "ground" : "orbital"},
           {"params", std::vector<double>(std::begin(t.params), std::end(t.params))}};
@@ -44,6 +51,7 @@ nlohmann::json EntryJson(const AMTlscInfoItem& t) {
 int RunList(const CatalogArgs& a) {
   AMTlscCatalog cat;
   LoadTelescopeFile(CatalogPath(a), cat);
+  WarnDuplicateIds("qvlmodel catalog list", CatalogPath(a), cat);
   if (a.json) {
     nlohmann::json j = nlohmann::json::array();
     for (const AMTlscInfoItem& t : cat) j.push_back(EntryJson(t));
@@ -125,10 +133,13 @@ int RunAdd(const CatalogArgs& a) {
                  item.name.c_str(), item.id_name.c_str());
     return 1;
   }
-  if (!SaveTelescopeFile(path, cat, &sink)) {
+  // The command line keeps the file's leading comment block (the desktop dialog rewrites the
+  // entries alone).
+  if (!SaveTelescopeFile(path, cat, &sink, LeadingComments(path))) {
     std::fprintf(stderr, "qvlmodel catalog add: %s: %s\n", path.c_str(), kErrTelescopeFile);
     return 1;
   }
+  WarnDuplicateIds("qvlmodel catalog add", path, cat);
   const char* what = r.result == AMInsertResult::Overwritten ? "replaced" : "added";
   if (a.json)
     std::printf("%s\n", nlohmann::json{{"file", path}, {"result", what}, {"row", r.row + 1}, {"telescope", EntryJson(item)}}
@@ -152,7 +163,7 @@ int RunRemove(const CatalogArgs& a) {
   const AMTlscInfoItem removed = cat[at];
   cat.RemoveAt(at);
   FixedAnswer sink(Answer::No);
-  if (!SaveTelescopeFile(path, cat, &sink)) {
+  if (!SaveTelescopeFile(path, cat, &sink, LeadingComments(path))) {
     std::fprintf(stderr, "qvlmodel catalog remove: %s: %s\n", path.c_str(), kErrTelescopeFile);
     return 1;
   }
@@ -170,7 +181,8 @@ void AddCatalogCommand(CLI::App& app, CliContext& ctx) {
   CLI::App* cmd = app.add_subcommand("catalog", "The catalogues: Telescopes.dat (list, add, remove) and Sources.dat (sources)");
   cmd->require_subcommand(1, 1);
   cmd->fallthrough();  // --base and --json may follow the action too
-  cmd->add_option("--base", args->base, "Base folder holding Telescopes.dat");
+  cmd->add_option("--base", args->base, "Base folder holding Telescopes.dat")
+      ->check(ExistingBaseFolder());
   cmd->add_flag("--json", args->json, "Print the results as JSON");
 
   CLI::App* list = cmd->add_subcommand("list", "List the telescopes");

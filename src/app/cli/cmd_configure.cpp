@@ -168,8 +168,8 @@ int RunConfigure(const ConfigureArgs& args) {
           std::fprintf(stderr, "%s: stopped; nothing written\n", me);
           return 130;
         case AMUVPlane::kNoTempFile:
-          std::fprintf(stderr, "%s: %s: cannot create the temporary UV-point file there\n", me,
-                       MakeUVTempPath(obs.output_path).c_str());
+          std::fprintf(stderr, "%s: cannot create %s (not even its temporary UV-point file beside it)\n", me,
+                       obs.output_path.c_str());
           return 1;
         case AMUVPlane::kWriteFailed:
           std::fprintf(stderr, "%s: %s: cannot write the temporary UV-point file beside it; nothing written\n", me,
@@ -237,7 +237,8 @@ void AddConfigureCommand(CLI::App& app, CliContext& ctx) {
   CLI::App* cmd = app.add_subcommand("configure", "Task 1: UV coverage of an observation -> empty (zero-visibility) UVX file");
   cmd->add_option("observation", args->file, "Observation file (.obs or .json)")->required();
   cmd->add_option("-o,--output", args->out, "Output UVX file (default: the observation's output file)");
-  cmd->add_option("--base", args->base, "Folder holding Telescopes.dat (for .json telescopes given by catalogue name)");
+  cmd->add_option("--base", args->base, "Folder holding Telescopes.dat (for .json telescopes given by catalogue name)")
+      ->check(ExistingBaseFolder());
   cmd->add_flag("--review", args->review, "Show the UV plane summary and ask before writing the UVX file");
   cmd->add_flag("--keep-uv", args->keep_uv, "Keep the temporary UV-point file (.$uv)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");

@@ -31,6 +31,7 @@ struct ErrorsArgs {
   CLI::Option* start_option = nullptr;
   bool no_phase = false;
   bool no_amplitude = false;
+  bool strict = false;
   bool json = false;
 };
 
@@ -100,6 +101,7 @@ int RunErrors(const ErrorsArgs& args) {
     std::fprintf(stderr, "%s: %s\n", kMe, bad.c_str());
     return 2;
   }
+  if (const int rc = CheckTableAgainstFile(kMe, args.table, p.in_path, TableRows(p.tlscs), args.strict)) return rc;
 
   CopyTaskRun run;
   const int status = RunCopyTaskOnTerminal(
@@ -139,6 +141,9 @@ void AddErrorsCommand(CLI::App& app, CliContext& ctx) {
                            ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{4294967295u}));
   cmd->add_flag("--no-phase", args->no_phase, "Leave the phases alone (amplitude errors only)");
   cmd->add_flag("--no-amplitude", args->no_amplitude, "Leave the amplitudes alone (phase errors only)");
+  cmd->add_flag("--strict", args->strict,
+                "Refuse to run when the table's names differ from the file's telescope names or baselines have no row "
+                "(default: warn)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->callback([args, &ctx] { ctx.exit_code = RunErrors(*args); });
 }

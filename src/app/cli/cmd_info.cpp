@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/cli/commands.h"
+#include "core/file.h"
 #include "core/astro_time.h"
 #include "core/text.h"
 #include "uvx/fast_read.h"
@@ -129,7 +130,13 @@ int RunInfo(const InfoArgs& args) {
     return 2;
   }
   AUVXFile f;
-  if (!f.Open(args.path, AUVXFile::modeRead)) return Fail(args, f.Error());
+  if (!f.Open(args.path, AUVXFile::modeRead)) {
+    // A file of another kind is named as what it is, with the command that reads it.
+    const std::string kind = FileKindName(args.path);
+    if (kind == "a JSON document") return Fail(args, "this is a JSON document, not a UVX file (an observation? qvlmodel obs show)");
+    if (kind == "a FITS file") return Fail(args, "this is a FITS file, not a UVX file (UVFITS: qvlmodel import)");
+    return Fail(args, f.Error());
+  }
   const AUVXHeader h(f);
   AUVXAntenns ants;
   if (AUVXTable* an = f.GetTable("AN")) ants.Load(*an);

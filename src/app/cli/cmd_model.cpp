@@ -1,6 +1,7 @@
 // qvlmodel model: task 2. Puts the visibilities of a source model (components from a .mdl file,
 // one map, or a series of maps from a folder) onto the UV points of a UVX file; with --render,
 // draws a component model into a map file instead.
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -12,6 +13,13 @@
 #include "model/components.h"
 #include "model/map_model.h"
 #include "model/model_run.h"
+#include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
+#include "app/task_runner.h"
+#include "core/astro_time.h"
+#include "core/file.h"
+#include "core/paths.h"
+#include "model/map_fits.h"
 
 namespace {
 
@@ -33,6 +41,7 @@ struct ModelArgs {
   std::string render;
   std::vector<double> fov;
   int size = 256;
+  std::string render_for;
 };
 
 constexpr const char* kMe = "qvlmodel model";
@@ -47,38 +56,97 @@ int Fail(const std::string& file, const std::string& what) {
 
 int LoadModelFile(const std::string& path, AComponents& model) {
   std::ifstream in(path);
-  if (!in) return Fail(path, "cannot open the model file");
+  if (!in) return Fail(path, "cannot open the model file"), 2;
+  // A file of another kind is named as what it is: a map is given with --map.
+  if (const std::string kind = FileKindName(path); !kind.empty())
+    return Fail(path, "this is " + kind + ", not a source model (.mdl)" +
+                          (kind == "a FITS file" ? std::string("; a map is given with --map") : std::string())),
+           2;
   std::string error;
-  if (!LoadComponents(in, model, &error)) return Fail(path, error);
-  TerminalMessages messages(false);
-  if (!ValidateComponents(model, messages, nullptr)) return 1;
+  std::vector<int> lines;
+  if (!LoadComponents(in, model, &error, &lines)) return Fail(path, error);
+  // The fixed message of the check, then where: the file's line and the component's number.
+  const ACompCheck check = CheckComponents(model);
+  if (!check.ok) {
+    std::fprintf(stderr, "%s\n", check.message);
+    const int line = check.row >= 1 && check.row <= int(lines.size()) ? lines[std::size_t(check.row - 1)] : 0;
+    std::fprintf(stderr, "%s: %s line %d, component %d\n", kMe, path.c_str(), line, check.row);
+    return 1;
+  }
   return 0;
+}
+
+// The sky position a render is made for: the phase centre of a UVX file (SU table) or the source
+// of an observation (.obs, .json). Non-zero on success; *why says otherwise.
+int RenderCentre(const std::string& path, AFitsImageInfo& info, std::string* why) {
+  if (FileKindName(path) == "a UVX file") {
+    AUVXFile f;
+    double ra = 0, dec = 0;
+    if (!f.Open(path, AUVXFile::modeRead)) return *why = f.Error(), 0;
+    if (!UVXPhaseCentre(f, ra, dec)) return *why = "the file has no source table (SU) with a position", 0;
+    info.celestial = true;
+    info.ra_deg = ra * 180.0 / M_PI;
+    info.dec_deg = dec * 180.0 / M_PI;
+    info.object = f.Header().Object();
+    info.jd0 = f.Header().jd0;
+    info.freq_hz = f.Header().ref_freq_hz;
+    return 1;
+  }
+  AMObservation obs;
+  if (!LoadObservationAny(path, BaseFolder(), obs, *why)) return 0;
+  info.celestial = true;
+  info.ra_deg = obs.ra_time_s / 240.0;   // 86400 s of time are 360 degrees
+  info.dec_deg = obs.dec_arcsec / 3600.0;
+  info.object = obs.source_name;
+  info.jd0 = JulianDay(obs.day, obs.month, obs.year);
+  info.freq_hz = obs.freq.ref_freq_hz;
+  return 1;
 }
 
 int RunRender(const ModelArgs& args) {
   if (args.out.empty()) return Fail("", "--render needs -o MAP (.exm, .amap or .fits)");
-  if (args.fov.size() != 2 || !(args.fov[0] > 0) || !(args.fov[1] > 0))
+  if (!args.fov.empty() && (args.fov.size() != 2 || !(args.fov[0] > 0) || !(args.fov[1] > 0)))
     return Fail("", "--fov needs two positive sizes in arcseconds (RA DEC)");
   if (args.size < 2 || args.size > 8192) return Fail("", "--size must lie between 2 and 8192 pixels");
+  const bool fits = IsFitsMapPath(args.out);
+  if (!args.render_for.empty() && !fits) return Fail("", "--for places a FITS map on the sky: give -o MAP.fits");
+  AFitsImageInfo info;
+  if (!args.render_for.empty()) {
+    std::string why;
+    if (!RenderCentre(args.render_for, info, &why)) return Fail(args.render_for, why), 2;
+  }
   AComponents model;
   if (const int rc = LoadModelFile(args.render, model)) return rc;
   AMatrix<float> map(std::uint32_t(args.size), std::uint32_t(args.size));
-  TMinMax range{-args.fov[0] / 2, args.fov[0] / 2, -args.fov[1] / 2, args.fov[1] / 2};
+  // Without --fov the range stays empty and the renderer chooses a square field holding every
+  // component (docs/models.md).
+  TMinMax range;
+  if (!args.fov.empty()) range = {-args.fov[0] / 2, args.fov[0] / 2, -args.fov[1] / 2, args.fov[1] / 2};
   const AMapValueRange values = model.ToMap(map, range);
+  const double fov_ra = range.xmax - range.xmin, fov_dec = range.ymax - range.ymin;
   std::string error;
-  if (!SaveMapAny(args.out, map, range, "JY/PIXEL", &error)) return Fail(args.out, error);
+  const int saved = fits ? SaveSkyFitsMap(args.out, map, range, "JY/PIXEL", info, &error)
+                         : SaveMapAny(args.out, map, range, "JY/PIXEL", &error);
+  if (!saved) return Fail(args.out, error);
   if (args.json) {
     nlohmann::json j = {{"map", args.out},
                         {"size", args.size},
-                        {"fov_arcsec", {args.fov[0], args.fov[1]}},
+                        {"fov_arcsec", {fov_ra, fov_dec}},
+                        {"fov_chosen", args.fov.empty()},
                         {"min_jy", values.min},
                         {"max_jy", values.max},
                         {"components", model.GetSize()}};
+    if (fits) j["centre_deg"] = {info.ra_deg, info.dec_deg};
     std::printf("%s\n", j.dump(2).c_str());
   } else {
-    std::printf("Rendered %d components into %s (%d x %d pixels, %.6g\" x %.6g\", %.5E .. %.5E Jy/pixel)\n",
-                model.GetSize(), args.out.c_str(), args.size, args.size, args.fov[0], args.fov[1],
-                double(values.min), double(values.max));
+    std::printf("Rendered %d components into %s (%d x %d pixels, %.6g\" x %.6g\"%s, %.5E .. %.5E Jy/pixel)\n",
+                model.GetSize(), args.out.c_str(), args.size, args.size, fov_ra, fov_dec,
+                args.fov.empty() ? " chosen to hold every component" : "", double(values.min), double(values.max));
+    if (fits)
+      std::printf("Centre:       %s\n", info.celestial ? ("RA " + std::to_string(info.ra_deg) + " deg, Dec " +
+                                                           std::to_string(info.dec_deg) + " deg (" + args.render_for + ")")
+                                                              .c_str()
+                                                        : "RA 0, Dec 0 (offsets only; --for FILE places the map on the sky)");
   }
   return 0;
 }
@@ -144,6 +212,17 @@ int RunModel(const ModelArgs& args) {
   source.engine = engine;
   source.accuracy = args.accuracy;
 
+  const bool in_place = SameFile(item.in_path, item.out_path);
+  std::int64_t total = 0;
+  if (in_place) {
+    AUVXFile probe;
+    if (probe.Open(item.in_path, AUVXFile::modeRead)) total = probe.Groups();
+  }
+  if (in_place)
+    std::fprintf(stderr,
+                 "%s: warning: the output is the input: %s is changed group by group, and a stop (Ctrl-C) leaves "
+                 "it partly changed\n",
+                 kMe, item.in_path.c_str());
   StopFlag stop{0};
   InterruptStop interrupt(stop);
   TerminalMessages messages;
@@ -161,8 +240,12 @@ int RunModel(const ModelArgs& args) {
   }
   if (!ok) {
     if (StopRequested(&stop)) {
-      std::fprintf(stderr, "%s: stopped; %s\n", kMe,
-                   SameFile(item.in_path, item.out_path) ? "the groups done so far are changed" : "nothing written");
+      if (in_place)
+        std::fprintf(stderr, "%s: stopped; %s is partly changed: %lld of its %lld groups hold the model, the rest are as "
+                     "they were\n",
+                     kMe, item.in_path.c_str(), static_cast<long long>(groups), static_cast<long long>(total));
+      else
+        std::fprintf(stderr, "%s: stopped; nothing written\n", kMe);
       return 130;
     }
     return Fail("", error);
@@ -171,7 +254,7 @@ int RunModel(const ModelArgs& args) {
   if (args.json) {
     nlohmann::json j = {{"input", item.in_path},   {"output", item.out_path},   {"model", kind},
                         {"groups", groups},        {"add", item.add_type == 0}, {"fast", item.fast != 0},
-                        {"in_place", SameFile(item.in_path, item.out_path)}};
+                        {"in_place", in_place}};
     if (source.kind == kModelComponents) j["components"] = components.GetSize();
     else j["engine"] = EngineJson(report);
     std::printf("%s\n", j.dump(2).c_str());
@@ -206,7 +289,12 @@ void AddModelCommand(CLI::App& app, CliContext& ctx) {
                                    "Map sum: relative RMS accuracy of the NUFFT engine (default 1e-6); also steers auto");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->add_option("--render", args->render, "Draw this component model (.mdl) into the map given by -o instead");
-  cmd->add_option("--fov", args->fov, "With --render: field of view RA DEC in arcseconds")->expected(2);
+  cmd->add_option("--fov", args->fov,
+                  "With --render: field of view RA DEC in arcseconds (default: a square field holding every component)")
+      ->expected(2);
+  cmd->add_option("--for", args->render_for,
+                  "With --render to FITS: the UVX file or observation whose source position becomes CRVAL "
+                  "(default: RA 0, Dec 0)");
   cmd->add_option("--size", args->size, "With --render: pixels per side (default 256)");
   cmd->callback([args, &ctx, engine, accuracy] {
     args->engine_given = engine->count() > 0 || accuracy->count() > 0;

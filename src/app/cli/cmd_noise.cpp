@@ -31,6 +31,7 @@ struct NoiseArgs {
   CLI::Option* start_option = nullptr;
   CLI::Option* duration_option = nullptr;
   CLI::Option* bandwidth_option = nullptr;
+  bool strict = false;
   bool json = false;
 };
 
@@ -84,6 +85,7 @@ int RunNoise(const NoiseArgs& args) {
     std::fprintf(stderr, "%s: %s\n", kMe, bad.c_str());
     return 2;
   }
+  if (const int rc = CheckTableAgainstFile(kMe, args.sefd, p.in_path, TableRows(p.sfd.items), args.strict)) return rc;
 
   CopyTaskRun run;
   const int status = RunCopyTaskOnTerminal(
@@ -129,6 +131,9 @@ void AddNoiseCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--efficiency", args->efficiency, "Correlator efficiency eta of --gaussian (default 0.88)")
       ->needs(gaussian)
       ->check(CLI::Range(0.0, 1.0));
+  cmd->add_flag("--strict", args->strict,
+                "Refuse to run when the table's names differ from the file's telescope names or baselines have no row "
+                "(default: warn)");
   cmd->add_flag("--json", args->json, "Print the summary as JSON");
   cmd->callback([args, &ctx] { ctx.exit_code = RunNoise(*args); });
 }

@@ -16,6 +16,7 @@
 #include "core/text.h"
 #include "coverage/obs_preflight.h"
 #include "observation/obs_json.h"
+#include "observation/obs_limits.h"
 #include "observation/observation.h"
 #include "observation/polarization.h"
 #include "observation/telescope_catalog.h"
@@ -168,12 +169,15 @@ int RunCheck(const ObsArgs& a) {
     obs.telescopes[i].orbit_file = ResolveOutputPath(a.file, obs.telescopes[i].orbit_file);
   obs.output_path = ResolveOutputPath(a.file, obs.output_path);
   const AMCreateCheck c = CheckForCreate(obs);
+  // The limits of task 1 (dates, sampling, telescopes the catalogue would refuse) come before the
+  // plausibility checks and the coarse UV plane, as in configure.
+  const std::string limits = c.ok ? CheckTask1Limits(obs) : std::string();
   AMPreflight pre;
-  if (c.ok) {
+  if (c.ok && limits.empty()) {
     const AMUVPlaneOptions options{a.earth_blocking || obs.earth_blocking, a.azimuth_limits || obs.azimuth_limits};
     pre = PreflightObservation(obs, options, true);
   }
-  const bool ready = c.ok && !HasErrors(pre.problems) && pre.any_pair_sees;
+  const bool ready = c.ok && limits.empty() && !HasErrors(pre.problems) && pre.any_pair_sees;
   if (a.json) {
     nlohmann::json j{{"file", a.file}, {"ok", ready}, {"ready", ready}};
     if (!c.ok) {
@@ -183,6 +187,7 @@ int RunCheck(const ObsArgs& a) {
       if (c.id > 0) j["id"] = c.id;
       j["field"] = CreateFieldName(c.field);
     }
+    if (!limits.empty()) j["message"] = limits;
     nlohmann::json problems = nlohmann::json::array();
     for (const AMObsProblem& p : pre.problems)
       problems.push_back({{"severity", p.error ? "error" : "warning"}, {"where", p.where}, {"text", p.text}});
@@ -196,6 +201,10 @@ int RunCheck(const ObsArgs& a) {
       std::fprintf(stderr, "%s: %s (interval %d, column %d)\n", a.file.c_str(), c.message, c.row + 1, c.column + 1);
     else
       std::fprintf(stderr, "%s: %s\n", a.file.c_str(), c.message);
+    return 1;
+  }
+  if (!limits.empty()) {
+    if (!a.json) std::fprintf(stderr, "%s: %s: %s\n", me, a.file.c_str(), limits.c_str());
     return 1;
   }
   if (!a.json) ReportProblems(me, a.file, pre.problems);
@@ -217,7 +226,8 @@ void AddObsCommand(CLI::App& app, CliContext& ctx) {
   CLI::App* cmd = app.add_subcommand("obs", "Observation files: show, convert (.obs <-> .json), check");
   cmd->require_subcommand(1, 1);
   auto common = [args](CLI::App* sub) {
-    sub->add_option("--base", args->base, "Base folder holding Telescopes.dat");
+    sub->add_option("--base", args->base, "Base folder holding Telescopes.dat")
+      ->check(ExistingBaseFolder());
     sub->add_flag("--json", args->json, "Print the results as JSON");
   };
   CLI::App* show = cmd->add_subcommand("show", "Readable summary of an observation (.obs or .json)");

@@ -124,7 +124,8 @@ void AddUVFitsCommands(CLI::App& app, CliContext& ctx) {
                    "auto (default: 1 when every weight of the file is 0, else as stored), stored, or unit (all 1)")
       ->check(CLI::IsMember({"auto", "stored", "unit"}));
   export_cmd->add_option("--base", ex->base,
-                         "Measurement Set: folder holding Telescopes.dat, whose dish diameters fill DISH_DIAMETER");
+                         "Measurement Set: folder holding Telescopes.dat, whose dish diameters fill DISH_DIAMETER")
+      ->check(ExistingBaseFolder());
   export_cmd->callback([ex, &ctx] {
     const UVFitsWeights w = ex->weights == "unit"     ? UVFitsWeights::Unit
                             : ex->weights == "stored" ? UVFitsWeights::AsStored

@@ -7,9 +7,11 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "app/cli/terminal.h"
 #include "errors/copy_task.h"
+#include "errors/table_match.h"
 
 struct CopyTaskRun {
   std::uint32_t start_used = 0;
@@ -36,6 +38,23 @@ int RunCopyTaskOnTerminal(const char* me, Run&& run, CopyTaskRun& out) {
   if (ok) return 0;
   std::fprintf(stderr, "%s: %s\n", me, error.c_str());
   return StopRequested(&stop) ? 130 : 1;
+}
+
+// Before the run: says where the table `table` does not fit the telescopes of `uvx` (names that
+// differ from the file's AN names, baselines without a row), one warning line each. With `strict`
+// these are errors. Returns the exit status: 0 to go on, 1 when strict refuses. An input that
+// cannot be read is left to the task, which reports it.
+inline int CheckTableAgainstFile(const char* me, const std::string& table, const std::string& uvx,
+                                 const std::vector<AMTableRow>& rows, bool strict) {
+  AMTableMatch match;
+  if (!MatchTableToFile(uvx, rows, match, nullptr)) return 0;
+  for (const std::string& line : match.Lines())
+    std::fprintf(stderr, "%s: %s%s: %s\n", me, strict ? "" : "warning: ", table.c_str(), line.c_str());
+  if (strict && !match.Clean()) {
+    std::fprintf(stderr, "%s: %s does not fit the telescopes of %s (--strict)\n", me, table.c_str(), uvx.c_str());
+    return 1;
+  }
+  return 0;
 }
 
 // The summary fields every copy task prints.

@@ -8,6 +8,10 @@ int main(int argc, char** argv) {
   CLI::App app{"QVLModel: VLBI observation simulator for ground and space telescopes", "qvlmodel"};
   app.set_version_flag("--version", std::string("qvlmodel ") + QVL_VERSION);
   app.require_subcommand(1, 1);
+  // One line on stderr for every usage error.
+  app.failure_message([](const CLI::App*, const CLI::Error& e) {
+    return std::string("qvlmodel: ") + e.what() + " (qvlmodel COMMAND --help lists the options)\n";
+  });
   CliContext ctx;
   AddTimeCommand(app, ctx);
   AddObsCommand(app, ctx);
