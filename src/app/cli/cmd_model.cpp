@@ -9,17 +9,17 @@
 
 #include "app/cli/commands.h"
 #include "app/cli/terminal.h"
-#include "model/comp_table.h"
-#include "model/components.h"
-#include "model/map_model.h"
-#include "model/model_run.h"
-#include "uvx/uvx_file.h"
-#include "uvx/uvx_frame.h"
 #include "app/task_runner.h"
 #include "core/astro_time.h"
 #include "core/file.h"
 #include "core/paths.h"
+#include "model/comp_table.h"
+#include "model/components.h"
 #include "model/map_fits.h"
+#include "model/map_model.h"
+#include "model/model_run.h"
+#include "uvx/uvx_file.h"
+#include "uvx/uvx_frame.h"
 
 namespace {
 
