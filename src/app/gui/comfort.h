@@ -41,9 +41,8 @@ void InstallComfort(AGuiServices& services, const std::string& settings_path);
 // services have no store.
 QStringList RecentFiles(const AGuiServices& services, const QString& page);
 // Puts `path` at the top of the page's list (an existing entry moves up; the list keeps the
-// newest kRecentMax).
+// newest kRecentFilesMax of app/recent_files.h).
 void AddRecentFile(const AGuiServices& services, const QString& page, const QString& path);
-inline constexpr int kRecentMax = 8;
 
 // A "Recent" tool button whose menu lists the page's recent files each time it opens; choosing
 // one calls `open(path)`. The menu says "(none)" when the list is empty.
