@@ -216,12 +216,17 @@ constexpr KnownKey kKnownKeys[] = {
     {"-PROCESS4", "TLSC NAME%d", ValueType::Text}, {"-PROCESS4", "TLSC ID%d", ValueType::Int},
     {"-PROCESS4", "TLSC SEFD%d_%d", ValueType::Double},
     {"-COMMON", "CUR TASK", ValueType::Int},
+    // The desktop program's recent files and last folders (app/recent_files.h).
+    {"-RECENT", "PROCESS%d FILE%d", ValueType::Text}, {"-RECENT", "VIEWER FILE%d", ValueType::Text},
+    {"-RECENT", "DIR %s", ValueType::Text},
 };
 
-// `key` (upper case) against a pattern whose "%d" each stand for one or more digits.
+// `key` (upper case) against a pattern whose "%d" each stand for one or more digits and whose
+// final "%s" stands for any non-empty rest.
 bool KeyMatches(const std::string& key, const char* pattern) {
   std::size_t k = 0;
   for (const char* p = pattern; *p; ++p) {
+    if (p[0] == '%' && p[1] == 's') return k < key.size();
     if (p[0] == '%' && p[1] == 'd') {
       const std::size_t from = k;
       while (k < key.size() && key[k] >= '0' && key[k] <= '9') ++k;

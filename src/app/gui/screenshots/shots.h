@@ -32,3 +32,5 @@ using AShotList = std::vector<AShot>;
 
 // The main window on each page and the dialogs of the observation page.
 void AddShellShots(AShotList& shots);
+// The visibility viewer on the example after tasks 1 and 2.
+void AddViewerShots(AShotList& shots);
