@@ -137,6 +137,9 @@ TEST(CliChecks, TablesSettingsAndFilesThatDoNotMatch) {
        ""},
       {"run --tasks 4 --strict --settings " + Q(settings), 1, {"not run (--strict)"}, ""},
       {"info " + Q(obs), 2, {"this is a JSON document, not a UVX file"}, ""},
+      {"configure " + Q(dir.File("fid.json")) + " -o " + Q(dir.File("fid.uvx")), 1,
+       {"Time interval contains invalid Freq. ID. \n", "fid.json: interval 1 in time order, Freq. ID\n"},
+       dir.File("fid.uvx")},
       {"configure " + Q(obs) + " -o " + Q(dir.File("no/such/x.uvx")), 1,
        {"cannot create " + dir.File("no/such/x.uvx") + " (not even its temporary UV-point file"}, ""},
       {"model " + Q(uvx) + " -m " + Q(dir.File("map.fits")) + " -o " + Q(dir.File("m.uvx")), 2,
@@ -147,6 +150,9 @@ TEST(CliChecks, TablesSettingsAndFilesThatDoNotMatch) {
   ASSERT_EQ(Qvl("model --render " + Q(QVL_SOURCE_DATA "/examples/core_jet.mdl") + " -o " + Q(dir.File("map.fits")))
                 .status,
             0);
+  std::string fid = TwoStations(180, 180);
+  fid.replace(fid.find(R"("stop": "23:50:00")"), 18, R"("stop": "23:50:00", "freq_id": 5)");
+  Write(dir.File("fid.json"), fid);
   Write(dir.File("bad.mdl"), "QVLMODEL 1\n1 1 0 1 0 0 0 0.5\n\n# the second component\n2 1 0.001 1.5 0 0 0 0.5\nEND\n");
   for (const auto& c : cases) {
     SCOPED_TRACE(c.args);

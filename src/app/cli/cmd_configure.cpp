@@ -142,6 +142,11 @@ int RunConfigure(const ConfigureArgs& args) {
   const AMCreateCheck check = CheckForCreate(obs, nullptr);
   if (!check.ok) {
     std::fprintf(stderr, "%s: %s: %s\n", me, args.file.c_str(), check.message ? check.message : "invalid observation");
+    if (check.row >= 0) {  // where: the interval (the intervals are sorted by then) and its field
+      static const char* const kColumns[] = {"start", "stop", "Freq. ID"};
+      std::fprintf(stderr, "%s: %s: interval %d in time order, %s\n", me, args.file.c_str(), check.row + 1,
+                   check.column >= 0 && check.column < 3 ? kColumns[check.column] : "?");
+    }
     return 1;
   }
   if (const std::string why = CheckTask1Limits(obs); !why.empty()) {
