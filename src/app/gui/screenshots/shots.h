@@ -32,3 +32,5 @@ using AShotList = std::vector<AShot>;
 
 // The main window on each page and the dialogs of the observation page.
 void AddShellShots(AShotList& shots);
+// The "Source modeling" page, its model view and its dialogs, on the example.
+void AddModelShots(AShotList& shots);
