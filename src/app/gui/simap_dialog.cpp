@@ -9,6 +9,7 @@
 #include <QTableView>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include "app/gui/fov_dialog.h"
@@ -38,7 +39,12 @@ int AMSIMapTable::columnCount(const QModelIndex& parent) const { return parent.i
 
 QVariant AMSIMapTable::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || index.row() >= int(map_.rows) || index.column() >= int(map_.cols)) return {};
-  if (role == Qt::DisplayRole || role == Qt::EditRole) return Qs(valToStr(map_(index.row(), index.column())));
+  if (role == Qt::DisplayRole || role == Qt::EditRole) {
+    // The shortest text that reads back to the same float (-0.7, not -0.699999988079071).
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof(text), map_(index.row(), index.column())).ptr;
+    return QString::fromLatin1(text, int(end - text));
+  }
   if (role == Qt::ToolTipRole)
     return QString("Spectral index of component %1 from the previous row's frequency to this row's (no unit)")
         .arg(index.column() + 1);

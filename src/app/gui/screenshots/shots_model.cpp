@@ -76,7 +76,7 @@ void AddModelShots(AShotList& shots) {
                        map(r, 3) = -0.9f;
                      }
                      auto d = std::make_unique<AMSIMapDlg>(map, rows, 4, ctx.services);
-                     d->resize(620, 260);
+                     d->resize(760, 260);
                      return d;
                    },
                    {},
