@@ -92,7 +92,8 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
   return o;
 }
 
-ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      const AComponents* given) {
   const AMUVXWorkItem& item = st.work_item;
   if (item.in_path.empty()) return Failed(2, "no input UVX file (\"UVX IN\")");
   AMUVXWorkItem run = item;
@@ -101,14 +102,19 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
   AMModelSource source;
   const AMModelPageSettings& page = st.model_page;
   if (page.use_ext == 0) {
-    if (page.model_file.empty()) return Failed(2, "no source model file (\"MODEL FILE\")");
-    std::ifstream in(page.model_file);
-    if (!in) return Failed(2, page.model_file + ": cannot open the model file");
-    std::string error;
-    if (!LoadComponents(in, components, &error)) return Failed(2, page.model_file + ": " + error);
+    const std::string name = given ? std::string("the model") : page.model_file;
+    if (given) {
+      components = *given;
+    } else {
+      if (page.model_file.empty()) return Failed(2, "no source model file (\"MODEL FILE\")");
+      std::ifstream in(page.model_file);
+      if (!in) return Failed(2, page.model_file + ": cannot open the model file");
+      std::string error;
+      if (!LoadComponents(in, components, &error)) return Failed(2, page.model_file + ": " + error);
+    }
     const ACompCheck check = CheckComponents(components);
     if (!check.ok)
-      return Failed(2, page.model_file + ": component " + std::to_string(check.row) + ": " + check.message);
+      return Failed(2, name + ": component " + std::to_string(check.row) + ": " + check.message);
     source.kind = kModelComponents;
     source.components = &components;
   } else if (page.use_ext == 1) {
