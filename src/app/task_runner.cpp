@@ -106,7 +106,8 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
   return o;
 }
 
-ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages) {
+ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      const AComponents* given) {
   const AMUVXWorkItem& item = st.work_item;
   if (item.in_path.empty()) return Failed(2, "no input UVX file (\"UVX IN\")");
   AMUVXWorkItem run = item;
@@ -115,16 +116,23 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
   AMModelSource source;
   const AMModelPageSettings& page = st.model_page;
   if (page.use_ext == 0) {
-    if (page.model_file.empty()) return Failed(2, "no source model file (\"MODEL FILE\")");
-    std::ifstream in(page.model_file);
-    if (!in) return Failed(2, page.model_file + ": cannot open the model file");
-    std::string error;
-    std::vector<int> lines;
-    if (!LoadComponents(in, components, &error, &lines)) return Failed(2, page.model_file + ": " + error);
+    const std::string name = given ? std::string("the model") : page.model_file;
+    std::vector<int> lines;  // the file's line of each component
+    if (given) {
+      components = *given;
+    } else {
+      if (page.model_file.empty()) return Failed(2, "no source model file (\"MODEL FILE\")");
+      std::ifstream in(page.model_file);
+      if (!in) return Failed(2, page.model_file + ": cannot open the model file");
+      std::string error;
+      if (!LoadComponents(in, components, &error, &lines)) return Failed(2, page.model_file + ": " + error);
+    }
     const ACompCheck check = CheckComponents(components);
-    if (!check.ok) {
-      const int line = check.row >= 1 && check.row <= int(lines.size()) ? lines[std::size_t(check.row - 1)] : 0;
-      return Failed(2, std::string(check.message) + " (" + page.model_file + " line " + std::to_string(line) +
+    if (!check.ok && given) return Failed(2, name + ": component " + std::to_string(check.row) + ": " + check.message);
+    if (!check.ok) {  // the fixed message, then where in the file
+      const bool known = check.row >= 1 && check.row <= int(lines.size());
+      return Failed(2, std::string(check.message) + " (" + name +
+                           (known ? " line " + std::to_string(lines[std::size_t(check.row - 1)]) : std::string()) +
                            ", component " + std::to_string(check.row) + ")");
     }
     source.kind = kModelComponents;
@@ -138,9 +146,6 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
     source.map_time_step_s = page.ext_mdl_tstep;
   }
   const bool in_place = SameFile(run.in_path, run.out_path);
-  if (in_place)
-    messages.Show("warning: task 2 writes into its input " + run.in_path +
-                  ": a stop leaves it partly changed");
   AMP2Work work(run, source, progress, stop, messages);
   if (!work.Run()) {
     if (!StopRequested(stop)) return Failed(2, work.Error());
@@ -240,6 +245,9 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
         break;
       case 2:
         if (st.work_item.in_path.empty()) st.work_item.in_path = last_output;
+        if (!st.work_item.out_path.empty() && SameFile(st.work_item.in_path, st.work_item.out_path))
+          messages.Show("warning: task 2 writes into its input " + st.work_item.in_path +
+                        ": a stop leaves it partly changed");
         o = RunTask2(st, progress, stop, messages);
         break;
       case 3:

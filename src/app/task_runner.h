@@ -32,8 +32,11 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
                       ProgressSink* progress, StopFlag* stop, MessageSink& messages,
                       const AMUVPlaneOptions& options = {});
 // Task 2 from the work item and the model page: components of "MODEL FILE" (USE_EXT 0), the map
-// "EXT_MDL" (1) or the maps of "EXT_MDL_PATH" (2).
-ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages);
+// "EXT_MDL" (1) or the maps of "EXT_MDL_PATH" (2). With `components` given, a component run takes
+// that list (the desktop page's model, saved or not) instead of reading "MODEL FILE"; the list
+// is checked the same way.
+ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
+                      const AComponents* components = nullptr);
 // Tasks 3 and 4 first match their telescope table against the input file's telescopes
 // (errors/table_match.h): the findings go to `messages` as warnings, or, with `strict`, fail the
 // task before it writes anything.

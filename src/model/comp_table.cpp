@@ -42,6 +42,11 @@ std::string AMCompsTable::CellText(int row, int column) const {
   return valToStr(Field(item, column));
 }
 
+std::string AMCompsTable::ValueText(int row, int column) const {
+  if (!ValidRow(row) || column < 2 || column > kCompTableColumns) return {};
+  return valToStr(Field((*model_)[row - 1], column));
+}
+
 bool AMCompsTable::ChooseType(int row, int entry) {
   if (!ValidRow(row) || entry < 0 || entry >= kCompTypeCount) return false;
   ACompItem& item = (*model_)[row - 1];

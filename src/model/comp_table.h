@@ -29,6 +29,9 @@ class AMCompsTable {
   std::string RowHeader(int row) const;
   // Text of cell (row >= 1, column 1..8); "" outside the table.
   std::string CellText(int row, int column) const;
+  // The value of column 2..8 as text, also where the cell shows "------" (what an editor starts
+  // from); "" outside the table and in column 1.
+  std::string ValueText(int row, int column) const;
 
   // Drop-down choice `entry` (0-based, table order) in column 1 of `row`: stores type entry+1.
   // Returns true when the whole table must be redrawn (a change to or from a Delta function).

@@ -14,6 +14,7 @@
 #include "core/file.h"
 #include "core/text.h"
 #include "model/map_file.h"
+#include "model/view_scale.h"
 #include "uvx/fits_header_check.h"
 
 namespace {
@@ -289,9 +290,8 @@ int SaveFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMa
 int SaveSkyFitsMap(const std::string& path, const AMatrix<float>& map, const TMinMax& range,
                    const std::string& unit, const AFitsImageInfo& info, std::string* error) {
   if (!(range.xmin < range.xmax)) return SaveFitsMap(path, map, range, unit, info, error);
-  AMatrix<float> west(map.rows, map.cols);
-  for (std::uint32_t r = 0; r < map.rows; ++r)
-    for (std::uint32_t c = 0; c < map.cols; ++c) west(r, c) = map(r, map.cols - 1 - c);
-  const TMinMax mirrored{range.xmax, range.xmin, range.ymin, range.ymax};
+  AMatrix<float> west = map;
+  TMinMax mirrored = range;
+  MirrorColumns(west, mirrored);
   return SaveFitsMap(path, west, mirrored, unit, info, error);
 }

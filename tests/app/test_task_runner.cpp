@@ -120,3 +120,48 @@ TEST(TaskChain, StopsAtTheFirstFailureOrStop) {
   ASSERT_EQ(bad.size(), 1u);
   EXPECT_FALSE(bad[0].ok);
 }
+
+// The desktop page hands its own component list to task 2: it is used instead of "MODEL FILE"
+// (byte for byte what the same list read from a file gives) and checked the same way.
+TEST(TaskChain, TaskTwoTakesAGivenComponentList) {
+  TempDir dir;
+  CopyExample(dir);
+  AIniFile ini;
+  ASSERT_TRUE(ini.Load(dir.File("QvlModel.ini")));
+  MessageRecorder messages;
+  StopFlag stop{0};
+  const auto first = RunTasks(ini, dir.File("QvlModel.ini"), {1}, kData + "/", nullptr, &stop, messages);
+  ASSERT_TRUE(first.size() == 1 && first[0].ok);
+
+  AComponents given;
+  ACompItem knot;
+  knot.type = kCompGaussian;
+  knot.flux = 0.7;
+  knot.large_axis = 0.002;
+  knot.distance = 0.004;
+  knot.position_angle = 30;
+  given.Add(knot);
+  {
+    std::ofstream out(dir.File("given.mdl"));
+    given.Store(out);
+  }
+  AMSettings st;
+  st.work_item.in_path = first[0].output;
+  st.model_page.model_file = dir.File("core_jet.mdl");  // not used when a list is given
+  st.work_item.out_path = dir.File("given.uvx");
+  const ATaskOutcome a = RunTask2(st, nullptr, &stop, messages, &given);
+  ASSERT_TRUE(a.ok) << a.error;
+  st.model_page.model_file = dir.File("given.mdl");
+  st.work_item.out_path = dir.File("from_file.uvx");
+  const ATaskOutcome b = RunTask2(st, nullptr, &stop, messages);
+  ASSERT_TRUE(b.ok) << b.error;
+  EXPECT_EQ(ReadAll(dir.File("given.uvx")), ReadAll(dir.File("from_file.uvx")));
+  EXPECT_NE(a.summary.find("(1 components)"), std::string::npos) << a.summary;
+
+  given[0].large_axis = 0;  // refused like a file's component
+  st.work_item.out_path = dir.File("refused.uvx");
+  const ATaskOutcome c = RunTask2(st, nullptr, &stop, messages, &given);
+  EXPECT_FALSE(c.ok);
+  EXPECT_EQ(c.error, "the model: component 1: Large axis mus be >= 0.");
+  EXPECT_FALSE(std::filesystem::exists(dir.File("refused.uvx")));
+}

@@ -33,6 +33,10 @@ TEST(ComponentTable, HeadersAndCellTexts) {
                {1, 6, "20"},  {1, 7, "0.125"}, {1, 8, "------"}, {2, 3, "0.5"}, {2, 4, "0.75"},
                {2, 5, "10"},  {2, 8, "------"}, {3, 8, "0.25"},  {4, 1, ""}};
   for (const auto& c : cells) EXPECT_EQ(table.CellText(c.row, c.col), c.text) << c.row << ", " << c.col;
+  // An editor starts from the value, also where the cell reads "------".
+  for (const auto& [col, text] : {std::pair{3, "0.5"}, {8, "0.25"}, {2, "1.25"}, {1, ""}})
+    EXPECT_EQ(table.ValueText(1, col), text) << col;
+  EXPECT_EQ(table.ValueText(4, 2), "");
 }
 
 TEST(ComponentTable, TypeChoiceAndCellEditsSetTheModifiedFlag) {

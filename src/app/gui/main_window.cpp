@@ -15,6 +15,7 @@
 
 #include "app/gui/orbit_view.h"
 #include "app/gui/page1.h"
+#include "app/gui/page2.h"
 #include "app/gui/uv_plane_dlg.h"
 #include "app/gui/placeholder_page.h"
 #include "core/messages.h"
@@ -73,7 +74,9 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   pages_ = new QStackedWidget(this);
   page1_ = new AMPage1(base_folder_, services_, pages_);
   pages_->addWidget(page1_);
-  for (int t = 2; t <= 4; ++t) pages_->addWidget(new AMPlaceholderPage(t, TaskName(t), pages_));
+  pages_->addWidget(MakePage2(model_doc_, settings_, settings_path_, services_, pages_));
+  pages_->addWidget(new AMPlaceholderPage(3, TaskName(3), pages_));
+  pages_->addWidget(new AMPlaceholderPage(4, TaskName(4), pages_));
   splitter_ = new QSplitter(this);
   splitter_->addWidget(tasks_);
   splitter_->addWidget(pages_);
@@ -81,6 +84,7 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   splitter_->setSizes({190, 1000});
   setCentralWidget(splitter_);
   connect(page1_, &AMPage1::titleChanged, this, [this] { UpdateTitle(); });
+  connect(findChild<AMPage2*>(), &AMPage2::titleChanged, this, [this] { UpdateTitle(); });
   ConnectReviewAndOrbits();
   connect(tasks_, &QListWidget::currentRowChanged, this, [this](int row) {
     if (row < 0) return;
@@ -116,6 +120,7 @@ void AMMainFrame::LoadTaskSettings() {
   if (!settings_.obs_file.empty()) page1_->OpenFile(Resolved(settings_path_, settings_.obs_file));
   if (!settings_.model_page.model_file.empty())
     model_doc_.Open(Resolved(settings_path_, settings_.model_page.model_file), *services_.messages);
+  findChild<AMPage2*>()->Refresh();  // the model and the task-2 settings just read
   cur_task_ = settings_.cur_task;
   SelectTask(cur_task_);
   UpdateTitle();
@@ -130,6 +135,8 @@ void AMMainFrame::UpdateTitle() {
   const int index = pages_->currentIndex();
   if (index == 0) {
     setWindowTitle(page1_->Title());
+  } else if (auto* page2 = qobject_cast<AMPage2*>(pages_->widget(index))) {
+    setWindowTitle(page2->Title());
   } else if (auto* page = qobject_cast<AMPlaceholderPage*>(pages_->widget(index))) {
     setWindowTitle(page->Title());
   }

@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
   AShotList shots;
   AddShellShots(shots);
   AddViewerShots(shots);
+  AddModelShots(shots);
   int written = 0;
   for (const AShot& shot : shots) {
     std::unique_ptr<QWidget> w = shot.make(ctx);

@@ -34,3 +34,5 @@ using AShotList = std::vector<AShot>;
 void AddShellShots(AShotList& shots);
 // The visibility viewer on the example after tasks 1 and 2.
 void AddViewerShots(AShotList& shots);
+// The "Source modeling" page, its model view and its dialogs, on the example.
+void AddModelShots(AShotList& shots);
