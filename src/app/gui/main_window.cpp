@@ -15,6 +15,8 @@
 
 #include "app/gui/orbit_view.h"
 #include "app/gui/page1.h"
+#include "app/gui/page_errors.h"
+#include "app/gui/page_noise.h"
 #include "app/gui/uv_plane_dlg.h"
 #include "app/gui/placeholder_page.h"
 #include "core/messages.h"
@@ -73,7 +75,9 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   pages_ = new QStackedWidget(this);
   page1_ = new AMPage1(base_folder_, services_, pages_);
   pages_->addWidget(page1_);
-  for (int t = 2; t <= 4; ++t) pages_->addWidget(new AMPlaceholderPage(t, TaskName(t), pages_));
+  pages_->addWidget(new AMPlaceholderPage(2, TaskName(2), pages_));
+  pages_->addWidget(MakePage3(settings_path_, settings_, services_, pages_));
+  pages_->addWidget(MakePage4(settings_path_, settings_, services_, pages_));
   splitter_ = new QSplitter(this);
   splitter_->addWidget(tasks_);
   splitter_->addWidget(pages_);

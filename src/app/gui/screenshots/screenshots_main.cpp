@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
 
   AShotList shots;
   AddShellShots(shots);
+  AddErrorsShots(shots);
   int written = 0;
   for (const AShot& shot : shots) {
     std::unique_ptr<QWidget> w = shot.make(ctx);

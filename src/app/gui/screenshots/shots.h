@@ -32,3 +32,5 @@ using AShotList = std::vector<AShot>;
 
 // The main window on each page and the dialogs of the observation page.
 void AddShellShots(AShotList& shots);
+// The "Errors" and "Sensitivity modeling" pages on task 1's file of the example.
+void AddErrorsShots(AShotList& shots);
