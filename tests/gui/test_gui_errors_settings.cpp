@@ -75,6 +75,8 @@ class TestErrorsSettings : public QObject {
     AMMainFrame again(folder.base, ini, desk.Services());
     AMPage3* e = Errors(again);
     AMPage4* n = Noise(again);
+    again.SelectTask(3);
+    QCOMPARE(again.windowTitle(), QString("Errors - QVLModel"));
     const AMErrorsParams& ep = e->Params();
     QCOMPARE(ep.in_path, folder.File("example.uvx"));
     QCOMPARE(ep.out_path, folder.File("mine_err.uvx"));  // relative: from the settings folder

@@ -136,6 +136,8 @@ void AMMainFrame::UpdateTitle() {
     setWindowTitle(page1_->Title());
   } else if (auto* page = qobject_cast<AMPlaceholderPage*>(pages_->widget(index))) {
     setWindowTitle(page->Title());
+  } else if (const QWidget* other = pages_->widget(index); other && !other->windowTitle().isEmpty()) {
+    setWindowTitle(other->windowTitle());  // a page names the window through its own title
   }
 }
 

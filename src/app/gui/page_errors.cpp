@@ -143,6 +143,7 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   if (!params_.in_path.empty() && params_.out_path.empty()) params_.out_path = DefaultErrorsOutput(params_.in_path);
   if (!params_.in_path.empty() && params_.out_path == DefaultErrorsOutput(params_.in_path))
     default_output_ = params_.out_path;
+  setWindowTitle(Title());  // the main window shows it while this page is current
   Refresh();
 }
 
@@ -168,11 +169,6 @@ void AMPage3::Refresh() {
 void AMPage3::UpdateIntervalControls() {
   start_->setEnabled(params_.has_interval);
   stop_->setEnabled(params_.has_interval);
-}
-
-void AMPage3::showEvent(QShowEvent* event) {
-  QWidget::showEvent(event);
-  window()->setWindowTitle(Title());
 }
 
 void AMPage3::SetInput(const std::string& path) {

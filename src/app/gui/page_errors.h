@@ -48,9 +48,6 @@ class AMPage3 final : public QWidget {
   void OnBrowseOutput();
   void OnRun();
 
- protected:
-  void showEvent(QShowEvent* event) override;
-
  private:
   // Reads the fields into the parameters; false (the field focused, the message shown) when one
   // does not parse.

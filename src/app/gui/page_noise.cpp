@@ -127,6 +127,7 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
   if (!params_.in_path.empty() && params_.out_path.empty()) params_.out_path = DefaultNoiseOutput(params_.in_path);
   if (!params_.in_path.empty() && params_.out_path == DefaultNoiseOutput(params_.in_path))
     default_output_ = params_.out_path;
+  setWindowTitle(Title());  // the main window shows it while this page is current
   Refresh();
 }
 
@@ -145,11 +146,6 @@ void AMPage4::Refresh() {
   weights_->setChecked(params_.thermal_weights);
   rng_->setText(StartValueText(params_.rng_start));
   table_->Reload();
-}
-
-void AMPage4::showEvent(QShowEvent* event) {
-  QWidget::showEvent(event);
-  window()->setWindowTitle(Title());
 }
 
 void AMPage4::SetInput(const std::string& path) {

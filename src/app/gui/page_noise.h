@@ -44,9 +44,6 @@ class AMPage4 final : public QWidget {
   void OnApply();
   void OnRun();
 
- protected:
-  void showEvent(QShowEvent* event) override;
-
  private:
   bool CommitFields();
   void Store();
