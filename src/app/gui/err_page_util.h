@@ -52,7 +52,7 @@ AFileField AddFileField(QGridLayout* grid, int row, const QString& label, const 
 QLineEdit* AddNumberField(QGridLayout* grid, int row, int column, const QString& label, const QString& tip,
                           QWidget* parent);
 
-// The text of a double in a field, and the number of a field (0 with the field's label in *why).
+// The text of a double in a field, and the number a field holds (non-zero when it parses).
 QString NumberText(double v);
 int FieldNumber(const QLineEdit* edit, double* value);
 
