@@ -375,6 +375,13 @@ int AUVXFile::WriteBytes(const void* src, std::size_t bytes) {
   return 1;
 }
 
+int AUVXFile::ReadAt(std::int64_t position, void* dst, std::size_t bytes) {
+  if (!IsOpen() || mode_ != modeRead || position < 0 || position > file_length_ ||
+      std::int64_t(bytes) > file_length_ - position)
+    return 0;
+  return RawRead(position, dst, bytes);
+}
+
 int AUVXFile::ReadRecords(std::int64_t first, std::int64_t count, unsigned char* dst) {
   if (count <= 0) return count == 0;
   if (first < 0 || first + count > Groups() || !SeekUVGroup(first)) return 0;

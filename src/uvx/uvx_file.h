@@ -74,6 +74,10 @@ class AUVXFile {
   // Raw byte access at the current position (through the buffer).
   int ReadBytes(void* dst, std::size_t bytes);
   int WriteBytes(const void* src, std::size_t bytes);
+  // Reads `bytes` at `position` straight from the file, bypassing (and keeping) the buffer: for
+  // sparse reads such as every k-th group, which would otherwise refill the large buffer per
+  // group. Read mode only; 0 beyond the end of the file.
+  int ReadAt(std::int64_t position, void* dst, std::size_t bytes);
   // Whole records (group + visibility) [first, first + count) in one transfer.
   int ReadRecords(std::int64_t first, std::int64_t count, unsigned char* dst);
   int WriteRecords(std::int64_t first, std::int64_t count, const unsigned char* src);

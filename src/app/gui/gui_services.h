@@ -5,11 +5,13 @@
 // its buttons, so that nothing blocks.
 
 #include <QString>
+#include <QStringList>
 #include <functional>
 
 #include "core/runtime.h"
 
 class QDialog;
+class QPrinter;
 class QWidget;
 
 struct AGuiServices {
@@ -20,6 +22,12 @@ struct AGuiServices {
   std::function<QString(QWidget*, const QString&, const QString&, const QString&)> save_file;
   // Runs a modal dialog to its end and returns its result (QDialog::Accepted / Rejected).
   std::function<int(QDialog&)> run_dialog;
+
+  // Comfort seams (app/gui/comfort.h; empty: none). The recent files of a page ("PROCESS1", ...,
+  // newest first) and adding one; setting up a printer before a plot is printed (true: print).
+  std::function<QStringList(const QString& page)> recent_files;
+  std::function<void(const QString& page, const QString& path)> add_recent_file;
+  std::function<bool(QWidget*, QPrinter&)> setup_printer;
 };
 
 // The real desktop: message boxes (a parentless QMessageBox titled "QVLModel"), QFileDialog,

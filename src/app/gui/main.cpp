@@ -1,11 +1,14 @@
 // qvlmodel-gui: the desktop program. Options: --base DIR (the folder of the catalogues and the
-// settings file, as for qvlmodel), --settings FILE (another settings file).
+// settings file, as for qvlmodel), --settings FILE (another settings file). With a FILE.uvx
+// argument only the visibility viewer opens, on that file.
 #include <QApplication>
 #include <QCommandLineParser>
 
+#include "app/gui/comfort.h"
 #include "app/gui/gui_services.h"
 #include "app/gui/main_window.h"
 #include "app/gui/qt_sinks.h"
+#include "app/gui/vis_viewer.h"
 #include "app/settings_store.h"
 #include "core/paths.h"
 
@@ -20,13 +23,23 @@ int main(int argc, char** argv) {
                                     "FILE");
   parser.addOption(base);
   parser.addOption(settings);
+  parser.addPositionalArgument("file", "A UVX file to show in the visibility viewer.", "[FILE.uvx]");
   parser.process(app);
 
   const std::string folder = BaseFolder(parser.value(base).toStdString());
   const std::string settings_path =
       parser.isSet(settings) ? parser.value(settings).toStdString() : SettingsPath(folder);
   AQtMessages messages;
-  const AGuiServices services = DesktopServices(messages);
+  AGuiServices services = DesktopServices(messages);
+  InstallComfort(services, settings_path);
+  const QStringList files = parser.positionalArguments();
+  if (!files.isEmpty() && files.front().endsWith(".uvx", Qt::CaseInsensitive)) {
+    AMVisViewer viewer(services);
+    messages.SetParent(&viewer);
+    viewer.Open(files.front());
+    viewer.show();
+    return app.exec();
+  }
   AMMainFrame frame(folder, settings_path, services);
   messages.SetParent(&frame);
   frame.show();

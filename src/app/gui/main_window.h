@@ -37,6 +37,7 @@ class AMMainFrame final : public QMainWindow {
   int CurrentTask() const { return cur_task_; }
   void SelectTask(int task);
   const AMSettings& Settings() const { return settings_; }
+  const AGuiServices& Services() const { return services_; }
   AMModelDocument& ModelDocument() { return model_doc_; }
   // Whether a stored window position was applied at start-up.
   bool PositionRestored() const { return position_restored_; }

@@ -10,13 +10,16 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTableView>
+#include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/gui/comfort.h"
 #include "app/gui/freq_setup_view.h"
 #include "app/gui/input_dialogs.h"
 #include "app/gui/page1_tables.h"
 #include "app/gui/src_select_dialog.h"
 #include "app/gui/tlsc_select_dialog.h"
+#include "app/gui/vis_viewer.h"
 #include "core/text.h"
 #include "observation/obs_json.h"
 #include "observation/obs_limits.h"
@@ -99,6 +102,7 @@ AMPage1::AMPage1(const std::string& base_folder, const AGuiServices& services, Q
     connect(button, &QPushButton::clicked, this, b.slot);
     commands->addWidget(button);
   }
+  commands->addWidget(MakeRecentButton(services_, "PROCESS1", [this](const QString& f) { OpenRecent(f); }, this));
   commands->addStretch();
   QPushButton* create = Button("Create empty (zero visibility) UVX-file", "createButton", this);
   create->setDefault(false);
@@ -119,7 +123,34 @@ AMPage1::AMPage1(const std::string& base_folder, const AGuiServices& services, Q
   layout->addLayout(commands);
   layout->addWidget(tabs_);
   layout->addWidget(status_);
+  InstallComfortOnPage();
   Refresh();
+}
+
+// The desktop comforts of the page: unit tool tips, dropped files, table copy, the viewer.
+void AMPage1::InstallComfortOnPage() {
+  source_->setToolTip("Source name (as in the source catalogue; no unit)");
+  ra_->setToolTip("Right ascension (epoch 2000) in hours, minutes and seconds of time [h m s]");
+  dec_->setToolTip("Declination (epoch 2000) in degrees, arc minutes and arc seconds [\u00b0 ' \"]");
+  date_->setToolTip("Observation date (UT): day.month.year");
+  step_->setToolTip("Time step between UV samples [s]");
+  output_->setToolTip("The empty UVX file to create (path of a .uvx file)");
+  times_view_->setToolTip("Time intervals of the observation: start and end in UT [h m s] from 0h of the observation date");
+  // A .uvx file dropped on the output box lands in the field; an observation dropped anywhere on
+  // the page opens (after the save-changes question).
+  InstallFileDrop(output_, {".uvx"}, output_->parentWidget());
+  InstallDropTarget(this, {".obs", ".json"}, [this](const QString& f) { OpenRecent(f); });
+  for (QTableView* v : {times_view_, pols_view_, tlscs_view_}) InstallTableCopy(v);
+}
+
+void AMPage1::OpenRecent(const QString& path) {
+  if (!CanClose()) return;
+  if (OpenFile(Ss(path))) AddRecentFile(services_, "PROCESS1", path);
+}
+
+void AMPage1::OnViewOutput() {
+  CommitOutput();
+  OpenVisViewer(this, output_->text());
 }
 
 QWidget* AMPage1::BuildObservationTab() {
@@ -200,9 +231,13 @@ QWidget* AMPage1::BuildObservationTab() {
   auto* browse = Button("Browse...", "outputBrowseButton", out_box);
   connect(browse, &QPushButton::clicked, this, &AMPage1::OnBrowseOutput);
   connect(output_, &QLineEdit::editingFinished, this, &AMPage1::CommitOutput);
+  auto* view = Button("View...", "outputViewButton", out_box);
+  view->setToolTip("Show the visibilities of this UVX file");
+  connect(view, &QPushButton::clicked, this, &AMPage1::OnViewOutput);
   auto* olayout = new QHBoxLayout(out_box);
   olayout->addWidget(output_);
   olayout->addWidget(browse);
+  olayout->addWidget(view);
 
   auto* top = new QHBoxLayout;
   top->addWidget(source_box, 3);
@@ -310,7 +345,10 @@ void AMPage1::OnNew() {
 void AMPage1::OnOpen() {
   if (!CanClose()) return;
   AServicesFileDialog dialog(services_, this);
-  if (doc_.OpenWithDialog(dialog, *services_.messages)) Refresh();
+  if (doc_.OpenWithDialog(dialog, *services_.messages)) {
+    Refresh();
+    AddRecentFile(services_, "PROCESS1", Qs(doc_.Path()));
+  }
 }
 
 void AMPage1::OnSave() {

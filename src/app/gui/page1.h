@@ -72,6 +72,7 @@ class AMPage1 final : public QWidget {
   void OnBrowseOrbitFile();
   void OnBrowseOutput();
   void OnCreate();
+  void OnViewOutput();
 
  signals:
   void titleChanged(const QString& title);
@@ -91,6 +92,8 @@ class AMPage1 final : public QWidget {
   int CurrentTelescope() const;
   // The Create steps after the checks (page1_create.cpp).
   void RunCreate();
+  void InstallComfortOnPage();
+  void OpenRecent(const QString& path);
 
   AGuiServices services_;
   AMObsDocument doc_;

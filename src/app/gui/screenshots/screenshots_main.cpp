@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
   AShotList shots;
   AddShellShots(shots);
   AddErrorsShots(shots);
+  AddViewerShots(shots);
   int written = 0;
   for (const AShot& shot : shots) {
     std::unique_ptr<QWidget> w = shot.make(ctx);

@@ -34,3 +34,5 @@ using AShotList = std::vector<AShot>;
 void AddShellShots(AShotList& shots);
 // The "Errors" and "Sensitivity modeling" pages on task 1's file of the example.
 void AddErrorsShots(AShotList& shots);
+// The visibility viewer on the example after tasks 1 and 2.
+void AddViewerShots(AShotList& shots);
