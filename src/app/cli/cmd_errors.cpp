@@ -16,6 +16,7 @@
 #include "core/text.h"
 #include "errors/error_tables.h"
 #include "errors/errors_task.h"
+#include "errors/tlsc_rows.h"
 
 namespace {
 
@@ -36,17 +37,6 @@ struct ErrorsArgs {
 };
 
 constexpr const char* kMe = "qvlmodel errors";
-
-// "H:MM:SS[.s]" or a number of seconds, from 0h of the observation date.
-bool ParseTime(const std::string& text, double& seconds) {
-  if (strToTime(text, seconds)) return true;
-  const std::string t(trim(text));
-  char* end = nullptr;
-  const double v = std::strtod(t.c_str(), &end);
-  if (t.empty() || end != t.c_str() + t.size()) return false;
-  seconds = v;
-  return true;
-}
 
 int PrintTemplate(const std::string& path) {
   AUVXFile file;
@@ -86,7 +76,7 @@ int RunErrors(const ErrorsArgs& args) {
   if (args.start_option && *args.start_option) p.rng_start = std::uint32_t(args.start_value);
   if (!args.interval.empty()) {
     p.has_interval = true;
-    if (!ParseTime(args.interval[0], p.start_s) || !ParseTime(args.interval[1], p.stop_s)) {
+    if (!ParseIntervalTime(args.interval[0], &p.start_s) || !ParseIntervalTime(args.interval[1], &p.stop_s)) {
       std::fprintf(stderr, "%s: --interval: not a time (H:MM:SS or seconds): %s %s\n", kMe, args.interval[0].c_str(),
                    args.interval[1].c_str());
       return 2;

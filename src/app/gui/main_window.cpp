@@ -13,11 +13,13 @@
 #include <QLayout>
 #include <QTabWidget>
 
+#include "app/gui/model_file_dialog.h"
 #include "app/gui/orbit_view.h"
 #include "app/gui/page1.h"
 #include "app/gui/page2.h"
+#include "app/gui/page_errors.h"
+#include "app/gui/page_noise.h"
 #include "app/gui/uv_plane_dlg.h"
-#include "app/gui/placeholder_page.h"
 #include "core/messages.h"
 #include "errors/errors_messages.h"
 #include "model/model_messages.h"
@@ -29,21 +31,6 @@ namespace {
 std::string Resolved(const std::string& settings_path, const std::string& p) {
   return p.empty() ? p : ResolveOutputPath(settings_path, p);
 }
-
-class AServicesModelDialog final : public AModelFileDialog {
- public:
-  AServicesModelDialog(const AGuiServices& s, QWidget* parent) : s_(s), parent_(parent) {}
-  bool ChooseSavePath(const std::string& initial, std::string& path) override {
-    const QString chosen = s_.save_file(parent_, "Save As", Qs(initial), QtFileFilter(kModelFileFilter));
-    if (chosen.isEmpty()) return false;
-    path = Ss(chosen);
-    return true;
-  }
-
- private:
-  const AGuiServices& s_;
-  QWidget* parent_;
-};
 
 }  // namespace
 
@@ -75,8 +62,8 @@ AMMainFrame::AMMainFrame(const std::string& base_folder, const std::string& sett
   page1_ = new AMPage1(base_folder_, services_, pages_);
   pages_->addWidget(page1_);
   pages_->addWidget(MakePage2(model_doc_, settings_, settings_path_, services_, pages_));
-  pages_->addWidget(new AMPlaceholderPage(3, TaskName(3), pages_));
-  pages_->addWidget(new AMPlaceholderPage(4, TaskName(4), pages_));
+  pages_->addWidget(MakePage3(settings_path_, settings_, services_, pages_));
+  pages_->addWidget(MakePage4(settings_path_, settings_, services_, pages_));
   splitter_ = new QSplitter(this);
   splitter_->addWidget(tasks_);
   splitter_->addWidget(pages_);
@@ -137,8 +124,8 @@ void AMMainFrame::UpdateTitle() {
     setWindowTitle(page1_->Title());
   } else if (auto* page2 = qobject_cast<AMPage2*>(pages_->widget(index))) {
     setWindowTitle(page2->Title());
-  } else if (auto* page = qobject_cast<AMPlaceholderPage*>(pages_->widget(index))) {
-    setWindowTitle(page->Title());
+  } else if (const QWidget* other = pages_->widget(index); other && !other->windowTitle().isEmpty()) {
+    setWindowTitle(other->windowTitle());  // a page names the window through its own title
   }
 }
 

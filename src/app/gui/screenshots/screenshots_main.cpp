@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
 
   AShotList shots;
   AddShellShots(shots);
+  AddErrorsShots(shots);
   AddViewerShots(shots);
   AddModelShots(shots);
   int written = 0;

@@ -32,6 +32,8 @@ using AShotList = std::vector<AShot>;
 
 // The main window on each page and the dialogs of the observation page.
 void AddShellShots(AShotList& shots);
+// The "Errors" and "Sensitivity modeling" pages on task 1's file of the example.
+void AddErrorsShots(AShotList& shots);
 // The visibility viewer on the example after tasks 1 and 2.
 void AddViewerShots(AShotList& shots);
 // The "Source modeling" page, its model view and its dialogs, on the example.

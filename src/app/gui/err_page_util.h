@@ -1,0 +1,65 @@
+#pragma once
+// Pieces the "Errors" and "Sensitivity modeling" pages share: their settings link to the main
+// window's settings model, the file rows with "Browse...", number fields with a unit tool tip, and
+// the text of a run's outcome.
+//
+// Settings: a page reads its section from the settings file itself when it is built (the main
+// window loads the same file with the same rules right after), and writes its whole state into the
+// main window's settings model after every change, so the window's closing writes it. Paths that
+// still name the file read at start-up keep their stored text (a relative path stays relative).
+
+#include <QString>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "app/settings_store.h"
+#include "app/task_runner.h"
+
+class QGridLayout;
+class QLineEdit;
+class QPushButton;
+class QWidget;
+
+// The UVX file filter of both pages.
+inline constexpr const char* kUvxFileFilter = "QVL UVX-file (*.UVX)|*.uvx|All files (*.*)|*.*||";
+
+class AMPageSettingsLink {
+ public:
+  AMPageSettingsLink(const std::string& settings_path, AMSettings& target);
+
+  // The settings as the main window will load them (tasks 3 and 4 only when their input opens).
+  const AMSettings& Loaded() const { return loaded_; }
+  // A path of the settings as the program uses it (relative ones from the settings folder).
+  std::string Resolved(const std::string& stored) const;
+  // The text to store for a path the page uses: the stored text while it still names that file.
+  std::string ToStore(const std::string& used, const std::string& stored) const;
+  AMSettings& Target() { return target_; }
+
+ private:
+  std::string settings_path_;
+  AMSettings& target_;
+  AMSettings loaded_;
+};
+
+struct AFileField {
+  QLineEdit* edit = nullptr;
+  QPushButton* browse = nullptr;
+};
+// "label [path] [Browse...]" in row `row` of a three-column grid.
+AFileField AddFileField(QGridLayout* grid, int row, const QString& label, const QString& tip, QWidget* parent);
+// "label [number]" at (row, column pair); the tool tip names the unit.
+QLineEdit* AddNumberField(QGridLayout* grid, int row, int column, const QString& label, const QString& tip,
+                          QWidget* parent);
+
+// The text of a double in a field, and the number a field holds (non-zero when it parses).
+QString NumberText(double v);
+int FieldNumber(const QLineEdit* edit, double* value);
+
+// The random start value of a field: empty for none (the clock), else a whole number
+// 0..4294967295; false when the text is neither.
+bool ParseStartValue(const QString& text, std::optional<std::uint32_t>* value);
+QString StartValueText(const std::optional<std::uint32_t>& value);
+
+// One line about a finished run for the page's status line.
+QString OutcomeText(const ATaskOutcome& outcome);
