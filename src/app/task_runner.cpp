@@ -37,10 +37,12 @@ std::string Resolve(const std::string& settings_path, const std::string& p) {
   return p.empty() ? p : ResolveOutputPath(settings_path, p);
 }
 
-// The telescope table of task 3 or 4 against its input file: warnings, or with `strict` the
-// reason to refuse (empty: go on). A file that cannot be read is left to the task to report.
+// The telescope table of task 3 or 4 against its input file: warnings, or when strict the reason
+// to refuse (empty: go on). A file that cannot be read is left to the task to report.
 std::string TableMismatch(const std::string& in_path, const std::vector<AMTableRow>& rows, const char* section,
-                          MessageSink& messages, bool strict) {
+                          MessageSink& messages, ATableCheck check) {
+  if (check == ATableCheck::Off) return {};
+  const bool strict = check == ATableCheck::Strict;
   AMTableMatch match;
   if (!MatchTableToFile(in_path, rows, match, nullptr) || match.Clean()) return {};
   const std::vector<std::string> lines = match.Lines();
@@ -169,11 +171,11 @@ ATaskOutcome RunTask2(const AMSettings& st, ProgressSink* progress, StopFlag* st
 }
 
 ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
-                      bool strict) {
+                      ATableCheck check) {
   AMErrorsParams p = st.errors;
   if (p.in_path.empty()) return Failed(3, "no input UVX file (\"IN UVX-FILE\")");
   const std::string section = SettingsSection("%s-PROCESS3");
-  if (const std::string why = TableMismatch(p.in_path, TableRows(p.tlscs), section.c_str(), messages, strict);
+  if (const std::string why = TableMismatch(p.in_path, TableRows(p.tlscs), section.c_str(), messages, check);
       !why.empty())
     return Failed(3, why);
   if (p.out_path.empty()) p.out_path = DefaultErrorsOutput(p.in_path);
@@ -191,11 +193,11 @@ ATaskOutcome RunTask3(const AMSettings& st, ProgressSink* progress, StopFlag* st
 }
 
 ATaskOutcome RunTask4(const AMSettings& st, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
-                      bool strict) {
+                      ATableCheck check) {
   AMNoiseParams p = st.noise;
   if (p.in_path.empty()) return Failed(4, "no input UVX file (\"IN UVX-FILE\")");
   const std::string section = SettingsSection("%s-PROCESS4");
-  if (const std::string why = TableMismatch(p.in_path, TableRows(p.sfd.items), section.c_str(), messages, strict);
+  if (const std::string why = TableMismatch(p.in_path, TableRows(p.sfd.items), section.c_str(), messages, check);
       !why.empty())
     return Failed(4, why);
   if (p.out_path.empty()) p.out_path = DefaultNoiseOutput(p.in_path);
@@ -228,7 +230,7 @@ void ResolveSettingsPaths(AMSettings& st, const std::string& settings_path) {
 std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
                                    MessageSink& messages, const std::function<void(const ATaskOutcome&)>& report,
-                                   bool strict) {
+                                   ATableCheck check) {
   std::vector<ATaskOutcome> done;
   std::string last_output;
   // Empty inputs stand for the previous task's output, also for the test whether they open.
@@ -252,11 +254,11 @@ std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& setti
         break;
       case 3:
         if (st.errors.in_path.empty()) st.errors.in_path = last_output;
-        o = RunTask3(st, progress, stop, messages, strict);
+        o = RunTask3(st, progress, stop, messages, check);
         break;
       case 4:
         if (st.noise.in_path.empty()) st.noise.in_path = last_output;
-        o = RunTask4(st, progress, stop, messages, strict);
+        o = RunTask4(st, progress, stop, messages, check);
         break;
       default: o = Failed(t, "there is no task " + std::to_string(t) + " (tasks are 1 to 4)"); break;
     }

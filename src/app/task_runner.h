@@ -37,13 +37,14 @@ ATaskOutcome RunTask1(const std::string& obs_path, const std::string& output, co
 // is checked the same way.
 ATaskOutcome RunTask2(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
                       const AComponents* components = nullptr);
-// Tasks 3 and 4 first match their telescope table against the input file's telescopes
-// (errors/table_match.h): the findings go to `messages` as warnings, or, with `strict`, fail the
-// task before it writes anything.
+// Whether tasks 3 and 4 first match their telescope table against the input file's telescopes
+// (errors/table_match.h): not at all (the desktop pages, whose tables are made from the file), the
+// findings as warnings to `messages`, or as the reason to fail before anything is written.
+enum class ATableCheck { Off, Warn, Strict };
 ATaskOutcome RunTask3(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
-                      bool strict = false);
+                      ATableCheck check = ATableCheck::Off);
 ATaskOutcome RunTask4(const AMSettings& settings, ProgressSink* progress, StopFlag* stop, MessageSink& messages,
-                      bool strict = false);
+                      ATableCheck check = ATableCheck::Off);
 
 // Paths in a settings file that are not absolute are taken relative to the settings file's folder.
 void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path);
@@ -56,4 +57,5 @@ void ResolveSettingsPaths(AMSettings& settings, const std::string& settings_path
 std::vector<ATaskOutcome> RunTasks(const AIniFile& ini, const std::string& settings_path, const std::vector<int>& tasks,
                                    const std::string& base_folder, ProgressSink* progress, StopFlag* stop,
                                    MessageSink& messages,
-                                   const std::function<void(const ATaskOutcome&)>& report = {}, bool strict = false);
+                                   const std::function<void(const ATaskOutcome&)>& report = {},
+                                   ATableCheck check = ATableCheck::Off);

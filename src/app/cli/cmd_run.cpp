@@ -70,7 +70,7 @@ int Run(const RunArgs& args) {
     outcomes = RunTasks(ini, path, tasks, base, &progress, &stop, messages, [&](const ATaskOutcome& o) {
       progress.Finish();
       if (!args.json && o.ok) std::printf("Task %d: %s -> %s\n", o.task, o.summary.c_str(), o.output.c_str());
-    }, args.strict);
+    }, args.strict ? ATableCheck::Strict : ATableCheck::Warn);
   }
   int code = 0;
   for (const ATaskOutcome& o : outcomes) {
