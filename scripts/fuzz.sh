@@ -35,6 +35,8 @@ mkdir -p "$build/logs"
 # for absurd sizes when a header is garbled, and handles the null); C++ allocations still throw,
 # and libFuzzer still reports any allocation above -malloc_limit_mb.
 export ASAN_OPTIONS="${ASAN_OPTIONS:-allocator_may_return_null=1}"
+# casacore leaks what it had built of a table when a damaged descriptor makes it throw.
+export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$PWD/tests/fuzz/lsan.supp}"
 run_one() {
   local name=$1 build=$2 seconds=$3
   local work="$build/work/$name" found="$build/findings/$name" log="$build/logs/$name.log"
@@ -42,11 +44,14 @@ run_one() {
   mkdir -p "$work" "$found"
   local dict=()
   [ -f "tests/fuzz/dict/$name.dict" ] && dict=(-dict="tests/fuzz/dict/$name.dict")
+  # Options of one target (tests/fuzz/options/<target>.options) come after the common ones.
+  local extra=()
+  [ -f "tests/fuzz/options/$name.options" ] && read -ra extra < "tests/fuzz/options/$name.options"
   local inputs=()
   for d in "tests/fuzz/corpus/$name" "tests/fuzz/regress/$name"; do [ -d "$d" ] && inputs+=("$d"); done
   # New inputs go to the working folder; the corpus and the regression cases are only read.
   if "$build/bin/fuzz_$name" -seed=1 -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-       -malloc_limit_mb=1024 -print_final_stats=1 -artifact_prefix="$found/" "${dict[@]}" \
+       -malloc_limit_mb=1024 -print_final_stats=1 -artifact_prefix="$found/" "${dict[@]}" "${extra[@]}" \
        "$work" "${inputs[@]}" >"$log" 2>&1; then
     echo "fuzz $name: $(grep -m1 -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$') runs, no finding"
   else

@@ -186,9 +186,16 @@ int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, st
   if (cols < 1 || rows < 1 || cols > LONGLONG{AMapHeader::kMaxAxis} || rows > LONGLONG{AMapHeader::kMaxAxis} ||
       std::uint64_t(cols) * std::uint64_t(rows) > AMapHeader::kMaxPixels)
     return Fail(error, path + ": absurd image size " + std::to_string(cols) + " x " + std::to_string(rows));
-  // An uncompressed image must hold its pixels before they are allocated.
+  // An uncompressed image must hold its pixels before they are allocated. A tile-compressed one
+  // cannot be checked that way: its pixels are limited instead (see CompressedImageFits).
   int cstatus = 0;
-  if (!fits_is_compressed_image(h.f, &cstatus)) {
+  if (fits_is_compressed_image(h.f, &cstatus)) {
+    std::error_code ec;
+    const auto length = std::filesystem::file_size(path, ec);
+    if (ec || !CompressedImageFits(std::uint64_t(cols) * std::uint64_t(rows), length))
+      return Fail(error, path + ": compressed image of " + std::to_string(cols) + " x " + std::to_string(rows) +
+                             " pixels is beyond the limit for its file size");
+  } else {
     LONGLONG head = 0, data = 0, end = 0;
     int bitpix = 0;
     if (fits_get_hduaddrll(h.f, &head, &data, &end, &status) || fits_get_img_type(h.f, &bitpix, &status))

@@ -8,6 +8,7 @@
 // (a negative CDELT1, the usual RA axis, gives xmin > xmax). CRVAL is the sky position of that
 // centre and is not needed. Undefined (NaN or BLANK) pixels read as 0. BUNIT is the unit text.
 
+#include <cstdint>
 #include <string>
 
 #include "core/containers.h"
@@ -16,6 +17,14 @@
 // Non-zero on success; *error says why otherwise.
 int LoadFitsMap(const std::string& path, AMatrix<float>& map, TMinMax& range, std::string& unit,
                 std::string* error);
+
+// Whether a tile-compressed image of `pixels` pixels may be read from a file of `file_bytes`:
+// up to 2^24 pixels (4096 x 4096, 64 MiB as floats) always, more only while the pixels take at
+// most 1024 times the file's size, so that a small damaged file cannot ask for gigabytes.
+inline bool CompressedImageFits(std::uint64_t pixels, std::uint64_t file_bytes) {
+  constexpr std::uint64_t kAlways = std::uint64_t{1} << 24;
+  return pixels <= kAlways || pixels * 4 <= file_bytes * 1024;
+}
 
 // Whether the image's WCS is on J2000 axes: EQUINOX (else EPOCH) 2000 or absent, and RADESYS (if
 // given) ICRS or FK5 (not FK4). False for a file that is not FITS or cannot be read.

@@ -256,7 +256,7 @@ int ImportMS(const std::string& ms_path, const std::string& uvx_path, ProgressSi
              MessageSink* messages, std::string& error, UVFitsSummary* summary, UVFitsFrame frame,
              const std::string& column) {
   ms::Reader r;
-  if (!r.Open(ms_path, column, error)) return error = "not a readable Measurement Set (casacore: " + error + ")", 0;
+  if (!r.Open(ms_path, column, error)) return error = "not a readable Measurement Set (" + error + ")", 0;
   const ms::ReadDescription& info = r.Info();
   if (info.rows < 1) return error = "the main table has no rows", 0;
   Plan p;

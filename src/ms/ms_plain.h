@@ -9,6 +9,7 @@
 
 #include <complex>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -124,7 +125,10 @@ class Reader {
   ~Reader();
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
-  // Opens the set and reads its subtables; `column` is the data column to read ("DATA").
+  // Opens the set and reads its subtables; `column` is the data column to read ("DATA"). The
+  // table library ends the whole process on some damaged table descriptors (it terminates while
+  // throwing), so the set is opened once in a child process first (OpensInChild): a set that
+  // kills the child is refused here with a message instead.
   int Open(const std::string& path, const std::string& column, std::string& error);
   const ReadDescription& Info() const;
   int ReadIndex(std::int64_t first, int n, IndexBlock& out, std::string& error);
@@ -137,8 +141,16 @@ class Reader {
   int ReadRows(std::int64_t first, int n, int n_corr, int n_chan, RowBlock& out, std::string& error);
 
  private:
+  int OpenHere(const std::string& path, const std::string& column, std::string& error);
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };
+
+// Runs `open` in a forked child process. True when it opened the set there (the caller then opens
+// it for real); false with `error` holding the child's refusal, or saying that the child was
+// killed or still running after `timeout_s` seconds. When no child can be made, true (the caller
+// opens the set directly).
+int OpensInChild(const std::string& path, const std::function<int(std::string&)>& open, std::string& error,
+                 double timeout_s = 20.0);
 
 }  // namespace ms

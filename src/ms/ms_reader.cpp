@@ -114,6 +114,11 @@ Reader::~Reader() = default;
 const ReadDescription& Reader::Info() const { return impl_->info; }
 
 int Reader::Open(const std::string& path, const std::string& column, std::string& error) {
+  if (!OpensInChild(path, [&](std::string& e) { return OpenHere(path, column, e); }, error)) return 0;
+  return OpenHere(path, column, error);
+}
+
+int Reader::OpenHere(const std::string& path, const std::string& column, std::string& error) {
   try {
     impl_->ms.emplace(path, Table::Old);
     impl_->main = *impl_->ms;
@@ -133,7 +138,7 @@ int Reader::Open(const std::string& path, const std::string& column, std::string
     return 1;
   } catch (const std::exception& e) {
     impl_->ms.reset();
-    return error = e.what(), 0;
+    return error = std::string("casacore: ") + e.what(), 0;
   }
 }
 

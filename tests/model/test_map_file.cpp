@@ -263,6 +263,40 @@ TEST(MapFits, FourAxisImagesAndDamagedFiles) {
   ExpectRefused(dir.File("big.fits"), huge, "truncated");
 }
 
+// Tile-compressed images: a small one reads back exactly; one whose pixels would take far more
+// memory than its file could describe (8192 x 8192 of a single written row) is refused before
+// the pixels are allocated.
+TEST(MapFits, CompressedImages) {
+  TempDir dir;
+  auto write = [&](const std::string& path, long cols, long rows, long rows_written) {
+    fitsfile* f = nullptr;
+    int status = 0;
+    long naxes[2] = {cols, rows};
+    fits_create_diskfile(&f, path.c_str(), &status);
+    fits_set_compression_type(f, RICE_1, &status);
+    fits_create_img(f, LONG_IMG, 2, naxes, &status);
+    double cdelt1 = -1e-6, cdelt2 = 1e-6, crpix = 1;
+    fits_write_key(f, TDOUBLE, "CDELT1", &cdelt1, nullptr, &status);
+    fits_write_key(f, TDOUBLE, "CDELT2", &cdelt2, nullptr, &status);
+    fits_write_key(f, TDOUBLE, "CRPIX1", &crpix, nullptr, &status);
+    fits_write_key(f, TDOUBLE, "CRPIX2", &crpix, nullptr, &status);
+    std::vector<int> px(std::size_t(cols * rows_written));
+    for (std::size_t i = 0; i < px.size(); ++i) px[i] = int(i % 97);
+    long first[2] = {1, 1};
+    fits_write_pix(f, TINT, first, long(px.size()), px.data(), &status);
+    fits_close_file(f, &status);
+    ASSERT_EQ(status, 0);
+  };
+  const std::string small = dir.File("small.fits"), huge = dir.File("huge.fits");
+  write(small, 64, 32, 32);
+  const Loaded l = Load(small);
+  ASSERT_TRUE(l.ok) << l.error;
+  ASSERT_EQ(l.map.cols, 64u);
+  EXPECT_EQ(l.map(31, 63), float((31 * 64 + 63) % 97));
+  write(huge, 8192, 8192, 1);
+  ExpectRefused(huge, ReadAll(huge), "beyond the limit");
+}
+
 // Headers announcing maps of a gigabyte in files of a few kilobytes are refused before the pixels
 // are allocated: with 64 MB of address space to spare, no reader runs out of memory.
 TEST(MapFile, AbsurdSizesAreRefusedUnderAMemoryLimit) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <numeric>
 
 #include "ms/ms_export.h"
@@ -156,6 +158,20 @@ TEST_F(MSImport, RefusesWhatAUVXFileCannotHold) {
   std::filesystem::create_directories(Path("empty.ms"));
   EXPECT_FALSE(ImportMS(Path("empty.ms"), out, nullptr, nullptr, nullptr, error));
   EXPECT_NE(error.find("not a readable Measurement Set"), std::string::npos) << error;
+  // A main-table descriptor on which casacore terminates the process (found by fuzzing; the first
+  // byte of the kept input chooses the table, 0 the main one): refused, and this process lives on.
+  std::filesystem::remove_all(bad);
+  std::filesystem::copy(good, bad, std::filesystem::copy_options::recursive);
+  {
+    std::ifstream in(QVL_FUZZ_REGRESS "/ms_tables/descriptor_terminates_casacore", std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_GT(bytes.size(), 1u);
+    ASSERT_EQ(bytes[0], 0);
+    std::ofstream(bad + "/table.dat", std::ios::binary | std::ios::trunc) << bytes.substr(1);
+  }
+  EXPECT_FALSE(ImportMS(bad, out, nullptr, nullptr, nullptr, error));
+  EXPECT_NE(error.find("not a readable Measurement Set (damaged tables: casacore ended"), std::string::npos) << error;
+  EXPECT_TRUE(NoFileLeft(out));
   EXPECT_FALSE(ImportMS(good, out, nullptr, nullptr, nullptr, error, nullptr, UVFitsFrame::J2000, "CORRECTED_DATA"));
   EXPECT_NE(error.find("no CORRECTED_DATA column"), std::string::npos) << error;
   StopFlag stop{1};
