@@ -1,7 +1,6 @@
 #include "app/gui/vis_viewer.h"
 
 #include <QApplication>
-#include <QCloseEvent>
 #include <QComboBox>
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -28,9 +27,6 @@ constexpr const char* kUVXFileFilter = "QVL UVX-file (*.UVX)|*.uvx|All files (*.
 constexpr const char* kRecentPage = "VIEWER";
 // A refine of a file larger than this runs behind a progress dialog with Stop.
 constexpr std::int64_t kDialogFromBytes = std::int64_t{256} << 20;
-// The rest of a sample is handed over in batches of this many groups, and drawn every so often.
-constexpr std::int64_t kLoadBatch = 8192;
-constexpr int kLoadRedrawMs = 250;
 
 QComboBox* Chooser(const QString& name, const QString& tip, QWidget* parent) {
   auto* c = new QComboBox(parent);
@@ -64,7 +60,7 @@ AMVisViewer::AMVisViewer(const AGuiServices& services, QWidget* parent)
   connect(loader_.get(), &AMVisLoader::finished, this, [this](int ok) { OnLoadFinished(ok); });
   load_redraw_ = new QTimer(this);
   load_redraw_->setSingleShot(true);
-  load_redraw_->setInterval(kLoadRedrawMs);
+  load_redraw_->setInterval(kVisLoadRedrawMs);
   connect(load_redraw_, &QTimer::timeout, this, [this] { RedrawWhileLoading(); });
   setObjectName("visViewer");
   setWindowTitle("Visibilities");
@@ -129,11 +125,6 @@ AMVisViewer::AMVisViewer(const AGuiServices& services, QWidget* parent)
 }
 
 AMVisViewer::~AMVisViewer() { loader_->Stop(); }
-
-void AMVisViewer::closeEvent(QCloseEvent* event) {
-  StopLoading();
-  QWidget::closeEvent(event);
-}
 
 void AMVisViewer::BuildChoosers() {
   if_ = Chooser("ifChooser", "The IF shown (its first channel's sky frequency in MHz)", this);
@@ -242,7 +233,7 @@ void AMVisViewer::Resample() {
   current_ = base_;
   zoomed_ = false;
   FillBaselines();
-  if (ok && !base_.complete) loader_->Start(sampler_, base_, kLoadBatch);
+  if (ok && !base_.complete) loader_->Start(sampler_, base_, kVisLoadBatch);
   if (baseline_->currentIndex() > 0)
     OnBaselineChanged();
   else {
@@ -321,64 +312,6 @@ void AMVisViewer::RefineTo(double lo, double hi) {
   phase_->replot();
   updating_ = false;
   UpdateStatus();
-}
-
-bool AMVisViewer::EndLoading() {
-  load_redraw_->stop();
-  if (!loader_->Stop()) return false;
-  loader_->TakeArrived();  // already in the result
-  base_ = loader_->TakeResult();
-  current_ = base_;
-  UpdateStatus();
-  return true;
-}
-
-void AMVisViewer::StopLoading() {
-  if (!EndLoading()) return;
-  FillBaselines();
-  SelectShown();
-  Redraw(false);
-}
-
-void AMVisViewer::WaitForLoading() {
-  if (loader_->Wait()) OnLoadFinished(loader_->Ok());
-}
-
-void AMVisViewer::OnArrived() {
-  std::vector<AUVXVisPoint> points = loader_->TakeArrived();
-  if (!loader_->Running()) return;  // a stop took them already
-  // While the rest is read the whole file is shown (a zoom or a baseline ends the loading).
-  base_.points.insert(base_.points.end(), points.begin(), points.end());
-  current_.points.insert(current_.points.end(), points.begin(), points.end());
-  if (!load_redraw_->isActive()) load_redraw_->start();
-}
-
-void AMVisViewer::OnLoadFinished(int ok) {
-  load_redraw_->stop();
-  loader_->TakeArrived();
-  base_ = loader_->TakeResult();
-  if (!ok) error_ = QString("Cannot read %1: %2").arg(path_, Qs(sampler_.Error()));
-  current_ = base_;
-  RedrawWhileLoading();
-}
-
-void AMVisViewer::RedrawWhileLoading() {
-  FillBaselines();
-  SelectShown();
-  updating_ = true;
-  DrawVisPoints(shown_, axis_->currentIndex(), amp_, phase_, uv_);
-  // The amplitude and phase ranges follow the new points unless a zoom is about to start; the UV
-  // plot keeps what the user made of it.
-  if (!zoomed_ && !zoom_timer_->isActive()) ShowFullXRange(false);
-  updating_ = false;
-  for (QCustomPlot* p : {amp_, phase_, uv_}) p->replot();
-  UpdateStatus();
-}
-
-bool AMVisViewer::ReadWholeAgain() {
-  if (zoomed_ || baseline_->currentIndex() > 0 || Loading() || base_.complete || !sampler_.IsOpen()) return false;
-  Resample();
-  return true;
 }
 
 void AMVisViewer::ShowAll() {

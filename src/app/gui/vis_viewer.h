@@ -137,6 +137,10 @@ class AMVisViewer final : public QWidget {
   QTimer* load_redraw_ = nullptr;  // batches arriving are drawn a few times a second
 };
 
+// The rest of a sample is handed over in batches of this many groups and drawn every so often.
+inline constexpr std::int64_t kVisLoadBatch = 8192;
+inline constexpr int kVisLoadRedrawMs = 250;
+
 // Draws the points into the three plots, one graph per baseline (vis_viewer_plots.cpp).
 // `axis` is AMVisViewer::Axis.
 void DrawVisPoints(const std::vector<AUVXVisPoint>& points, int axis, QCustomPlot* amp, QCustomPlot* phase,
