@@ -4,10 +4,13 @@
 // right after a run wrote it; "cold": the file's pages are dropped from the cache before each
 // iteration (posix_fadvise), so every sampled group comes from the disk. Also the full scan a
 // UV-distance zoom makes (Refine with a UV window), as bytes per second.
+// QVL_BENCH_VIS_FILE=PATH keeps the file at PATH between runs (written when missing or of another
+// size, never removed): repeated cold measurements then skip writing 5 GB each time.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -25,19 +28,31 @@ struct BenchFile {
   std::filesystem::path dir;
   std::string path;
   std::int64_t groups = 0, bytes = 0;
+  bool keep = false;
   BenchFile() {
     const char* mb_text = std::getenv("QVL_BENCH_VIS_MB");
     const std::int64_t mb = mb_text ? std::atoll(mb_text) : 1024;
     const std::int64_t record = 24 + 12 * kIF * kChannels * kStokes;
     groups = std::max<std::int64_t>(1, (mb << 20) / record);
-    dir = std::filesystem::temp_directory_path() / ("qvl_bench_vis_" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir);
-    path = (dir / "big.uvx").string();
-    Write(record);
+    if (const char* kept = std::getenv("QVL_BENCH_VIS_FILE")) {
+      keep = true;
+      path = kept;
+    } else {
+      dir = std::filesystem::temp_directory_path() / ("qvl_bench_vis_" + std::to_string(::getpid()));
+      std::filesystem::create_directories(dir);
+      path = (dir / "big.uvx").string();
+    }
+    if (!keep || !Holds(groups)) Write(record);
     bytes = std::int64_t(std::filesystem::file_size(path));
   }
-  ~BenchFile() { std::filesystem::remove_all(dir); }
+  ~BenchFile() {
+    if (!keep) std::filesystem::remove_all(dir);
+  }
 
+  bool Holds(std::int64_t n) const {
+    AUVXFile f;
+    return f.Open(path, AUVXFile::modeRead) && f.Groups() == n && f.NIF() == kIF && f.NChannels() == kChannels;
+  }
   void Write(std::int64_t record) {
     AUVXFile f;
     f.Open(path, AUVXFile::modeCreate);
@@ -85,6 +100,11 @@ BenchFile& File() {
 void OpenAndSample(benchmark::State& state, bool cold) {
   BenchFile& f = File();
   std::int64_t points = 0;
+  if (!cold) {  // the pages the sample reads into the cache (a kept file may come from the disk)
+    AUVXVisSampler s;
+    AUVXVisSample sample;
+    if (s.Open(f.path)) s.Sample({1, 3, 1}, AUVXVisSampler::kDefaultMaxPoints, sample);
+  }
   for (auto _ : state) {
     if (cold) {
       state.PauseTiming();
@@ -106,6 +126,34 @@ void OpenAndSample(benchmark::State& state, bool cold) {
 void BM_OpenAndSampleWarm(benchmark::State& state) { OpenAndSample(state, false); }
 void BM_OpenAndSampleCold(benchmark::State& state) { OpenAndSample(state, true); }
 
+// What the viewer does on a cold disk: Open and a first look of at most 25 000 groups spread over
+// the file (counter first_look_s: when the first picture can be drawn), then the rest of the same
+// sample (the time per iteration: when the complete sample is there).
+void BM_FirstLookThenRestCold(benchmark::State& state) {
+  BenchFile& f = File();
+  double first_look_s = 0;
+  std::int64_t first_points = 0, points = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    f.DropCache();
+    state.ResumeTiming();
+    const auto t0 = std::chrono::steady_clock::now();
+    AUVXVisSampler s;
+    AUVXVisSample sample;
+    if (!s.Open(f.path) || !s.SampleFirstLook({1, 3, 1}, AUVXVisSampler::kDefaultMaxPoints,
+                                              AUVXVisSampler::kDefaultFirstPoints, sample))
+      state.SkipWithError(s.Error().c_str());
+    first_look_s += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    first_points = std::int64_t(sample.points.size());
+    if (!s.SampleRest(sample, 8192, nullptr)) state.SkipWithError(s.Error().c_str());
+    points = std::int64_t(sample.points.size());
+    benchmark::DoNotOptimize(sample.points.data());
+  }
+  state.counters["first_look_s"] = first_look_s / double(state.iterations());
+  state.counters["first_points"] = double(first_points);
+  state.counters["points"] = double(points);
+}
+
 void BM_RefineUVScan(benchmark::State& state) {
   BenchFile& f = File();
   AUVXVisSampler s;
@@ -124,5 +172,6 @@ void BM_RefineUVScan(benchmark::State& state) {
 
 BENCHMARK(BM_OpenAndSampleWarm)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_OpenAndSampleCold)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_FirstLookThenRestCold)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_RefineUVScan)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_MAIN();

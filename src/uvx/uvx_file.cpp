@@ -382,6 +382,10 @@ int AUVXFile::ReadAt(std::int64_t position, void* dst, std::size_t bytes) {
   return RawRead(position, dst, bytes);
 }
 
+void AUVXFile::WillNeed(std::int64_t position, std::size_t bytes) const {
+  if (IsOpen() && position >= 0) ::posix_fadvise(fd_, off_t(position), off_t(bytes), POSIX_FADV_WILLNEED);
+}
+
 int AUVXFile::ReadRecords(std::int64_t first, std::int64_t count, unsigned char* dst) {
   if (count <= 0) return count == 0;
   if (first < 0 || first + count > Groups() || !SeekUVGroup(first)) return 0;

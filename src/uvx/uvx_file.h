@@ -78,6 +78,10 @@ class AUVXFile {
   // sparse reads such as every k-th group, which would otherwise refill the large buffer per
   // group. Read mode only; 0 beyond the end of the file.
   int ReadAt(std::int64_t position, void* dst, std::size_t bytes);
+  // Tells the kernel that `bytes` at `position` will be read soon (posix_fadvise WILLNEED): it
+  // starts fetching them from the disk without waiting. Announcing many sparse reads before making
+  // them keeps many disk requests in flight. Only a hint: nothing happens when it is refused.
+  void WillNeed(std::int64_t position, std::size_t bytes) const;
   // Whole records (group + visibility) [first, first + count) in one transfer.
   int ReadRecords(std::int64_t first, std::int64_t count, unsigned char* dst);
   int WriteRecords(std::int64_t first, std::int64_t count, const unsigned char* src);

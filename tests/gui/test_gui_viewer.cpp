@@ -1,6 +1,10 @@
 // The visibility viewer on the file task 1 makes of the shipped example, and the desktop comforts:
 // table copy, dropped files, recent files and last folders kept in the settings file, plot export.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <QClipboard>
+#include <QElapsedTimer>
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -10,6 +14,7 @@
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QtTest>
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <qcustomplot.h>
@@ -92,6 +97,104 @@ class TestGuiViewer : public QObject {
     QCOMPARE(viewer.PointCount(), 0);
     QVERIFY(viewer.Status().startsWith("Cannot open"));
     QVERIFY(desk.messages.shown.empty());
+  }
+
+  void firstLookAtOnceThenTheRestInTheBackground() {
+    AScriptedDesktop desk;
+    AMVisViewer viewer(desk.Services());
+    const auto groups = std::int64_t(ref_->groups.size());
+    // Every group in the sample, of which a first look of every m-th.
+    viewer.SetMaxPoints(groups);
+    viewer.SetFirstPoints(40);
+    AUVXVisSampler plain;
+    AUVXVisSample one_pass;
+    QVERIFY(plain.Open(uvx_) && plain.Sample({}, groups, one_pass));
+    QCOMPARE(std::int64_t(one_pass.points.size()), groups);
+    const auto same_as_one_pass = [&] {
+      for (const AUVXVisPoint& p : viewer.Shown()) {
+        const AUVXVisPoint& q = one_pass.points[std::size_t(p.group)];
+        if (p.amp != q.amp || p.u_mlambda != q.u_mlambda || p.time_s != q.time_s) return false;
+      }
+      return GraphPoints(viewer.AmpPlot()) == viewer.PointCount() &&
+             GraphPoints(viewer.UVPlot()) == 2 * viewer.PointCount();
+    };
+
+    const std::int64_t m = (groups + 39) / 40;
+    QVERIFY(viewer.Open(Qs(uvx_)));
+    QCOMPARE(viewer.PointCount(), int((groups + m - 1) / m));  // drawn before the rest is read
+    QVERIFY(viewer.Loading());
+    QVERIFY(viewer.StopButton()->isEnabled());
+    QVERIFY(viewer.Status().contains("reading the rest"));
+    QVERIFY(same_as_one_pass());
+    QTRY_VERIFY(!viewer.Loading());  // batches and the end arrive through the event loop
+    QCOMPARE(viewer.PointCount(), int(groups));
+    QVERIFY(viewer.Current().complete);
+    QVERIFY(same_as_one_pass());
+    QVERIFY(!viewer.StopButton()->isEnabled());
+    QCOMPARE(viewer.Status(), QString("%1 points: all %1 groups").arg(groups));
+
+    // Stop while the rest is read: the points read so far stay, consistent in all plots; late
+    // notices of the stopped pass change nothing; "Show all" reads the rest again.
+    QVERIFY(viewer.Open(Qs(uvx_)));
+    QVERIFY(viewer.Loading());
+    viewer.StopButton()->click();
+    QVERIFY(!viewer.Loading());
+    const int kept = viewer.PointCount();
+    QVERIFY(kept >= int((groups + m - 1) / m) && kept <= groups);
+    QVERIFY(same_as_one_pass());
+    if (!viewer.Current().complete) QVERIFY(viewer.Status().contains("stopped"));
+    QCoreApplication::processEvents();
+    QCOMPARE(viewer.PointCount(), kept);
+    viewer.ShowAll();
+    viewer.WaitForLoading();
+    QCOMPARE(viewer.PointCount(), int(groups));
+    QVERIFY(same_as_one_pass());
+
+    // A zoom while the rest is read ends the loading and reads the window in full.
+    QVERIFY(viewer.Open(Qs(uvx_)));
+    std::vector<double> uv;
+    for (const AUVXVisPoint& p : one_pass.points) uv.push_back(p.UVDistance());
+    std::sort(uv.begin(), uv.end());
+    const double lo = uv[uv.size() / 3], hi = uv[uv.size() / 2];
+    viewer.RefineTo(lo, hi);
+    QVERIFY(!viewer.Loading());
+    QCOMPARE(std::size_t(viewer.PointCount()), uv.size() / 2 - uv.size() / 3 + 1);
+    QVERIFY(same_as_one_pass());
+
+    // Closing (deleting) the window while the rest is read stops it cleanly.
+    auto* closing = new AMVisViewer(desk.Services());
+    closing->SetMaxPoints(groups);
+    closing->SetFirstPoints(10);
+    QVERIFY(closing->Open(Qs(uvx_)));
+    QVERIFY(closing->Loading());
+    delete closing;
+    QCoreApplication::processEvents();
+  }
+
+  // The cold open as a user sees it, on a large file named by QVL_VIEWER_COLD_FILE (for example
+  // the 5 GB file bench_vis_sampler keeps with QVL_BENCH_VIS_FILE): the file's pages are dropped
+  // from the cache, then the first picture must be drawn within two seconds; the times of the
+  // first picture and of the complete sample are printed. Skipped without the variable.
+  void coldOpenOfALargeFileWhenAsked() {
+    const QByteArray path = qgetenv("QVL_VIEWER_COLD_FILE");
+    if (path.isEmpty()) QSKIP("QVL_VIEWER_COLD_FILE not set");
+    const int fd = ::open(path.constData(), O_RDONLY);
+    QVERIFY(fd >= 0);
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(fd);
+    AScriptedDesktop desk;
+    AMVisViewer viewer(desk.Services());
+    viewer.resize(1400, 820);
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(viewer.Open(QString::fromLocal8Bit(path)));
+    const qint64 first_ms = clock.elapsed();
+    const int first_points = viewer.PointCount();
+    QTRY_VERIFY_WITH_TIMEOUT(!viewer.Loading(), 120000);
+    qInfo("first picture %d points in %lld ms; complete sample %d points in %lld ms", first_points, first_ms,
+          viewer.PointCount(), clock.elapsed());
+    QVERIFY(first_ms < 2000);
+    QVERIFY(viewer.Current().complete);
   }
 
   void choosersChangeWhatIsPlotted() {

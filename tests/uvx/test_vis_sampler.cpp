@@ -106,6 +106,100 @@ TEST(VisSampler, SampledPointsEqualAFullReadForEveryChoice) {
   EXPECT_FALSE(s.Sample({0, 3, 0}, 10, sample));  // no fourth channel
 }
 
+TEST(VisSampler, FirstLookThenRestGivesTheOnePassSample) {
+  TempDir dir;
+  const std::string path = dir.File("s.uvx");
+  WriteSampleFile(path, 300);
+  AUVXVisSampler s;
+  ASSERT_TRUE(s.Open(path));
+  const AUVXVisChoice c{1, 2, 1};
+  const auto ref = FullRead(path, c);
+  const struct {
+    std::int64_t max_points, first_points, batch, spread;
+  } cases[] = {{1000, 40, 7, 8},  // 300 blocks of one group, every 8th first
+               {100, 30, 1, 4},   // 100 blocks of three groups, every 4th first
+               {64, 64, 5, 1},    // the first look is the whole sample: nothing left
+               {1000, 1, 1000, 300}, {7, 2, 3, 4}};
+  for (const auto& k : cases) {
+    SCOPED_TRACE(::testing::Message() << "max " << k.max_points << " first " << k.first_points);
+    AUVXVisSample one_pass, sample;
+    ASSERT_TRUE(s.Sample(c, k.max_points, one_pass));
+    ASSERT_TRUE(s.SampleFirstLook(c, k.max_points, k.first_points, sample)) << s.Error();
+    EXPECT_EQ(sample.spread, k.spread);
+    EXPECT_EQ(sample.complete, k.spread == 1);
+    ASSERT_EQ(std::int64_t(sample.points.size()), (one_pass.blocks + k.spread - 1) / k.spread);
+    for (std::size_t i = 0; i < sample.points.size(); ++i) {
+      const AUVXVisPoint& p = sample.points[i];
+      EXPECT_EQ(p.group, SampledGroup(0, 300, std::int64_t(i) * k.spread, one_pass.stride));
+      ExpectSamePoint(p, ref[std::size_t(p.group)]);
+    }
+    // The rest arrives in batches of new points in file order, none of them in the first look.
+    std::vector<AUVXVisPoint> handed;
+    std::size_t calls = 0;
+    const std::set<std::int64_t> first_look = [&] {
+      std::set<std::int64_t> g;
+      for (const auto& p : sample.points) g.insert(p.group);
+      return g;
+    }();
+    ASSERT_TRUE(s.SampleRest(sample, k.batch, [&](const AUVXVisPoint* p, std::size_t n) {
+      EXPECT_LE(n, std::size_t(k.batch));
+      handed.insert(handed.end(), p, p + n);
+      ++calls;
+    }));
+    EXPECT_EQ(calls, (handed.size() + std::size_t(k.batch) - 1) / std::size_t(k.batch));
+    for (std::size_t i = 0; i < handed.size(); ++i) {
+      EXPECT_EQ(first_look.count(handed[i].group), 0u);
+      if (i > 0) {
+        EXPECT_LT(handed[i - 1].group, handed[i].group);
+      }
+    }
+    EXPECT_EQ(first_look.size() + handed.size(), one_pass.points.size());
+    EXPECT_TRUE(sample.complete);
+    EXPECT_EQ(sample.spread, 1);
+    EXPECT_EQ(sample.groups_read, one_pass.groups_read);
+    ASSERT_EQ(sample.points.size(), one_pass.points.size());
+    for (std::size_t i = 0; i < sample.points.size(); ++i) ExpectSamePoint(sample.points[i], one_pass.points[i]);
+  }
+}
+
+TEST(VisSampler, AStoppedOrFailedRestKeepsTheFirstLookAndWhatArrived) {
+  TempDir dir;
+  const std::string path = dir.File("s.uvx");
+  WriteSampleFile(path, 400);
+  AUVXVisSampler s;
+  ASSERT_TRUE(s.Open(path));
+  AUVXVisSample one_pass, sample;
+  ASSERT_TRUE(s.Sample({}, 1000, one_pass));
+  ASSERT_TRUE(s.SampleFirstLook({}, 1000, 50, sample));  // every 8th group
+  const std::size_t first_look = sample.points.size();
+  // Stopped from inside the second batch: the points handed over so far are merged in.
+  StopFlag stop{0};
+  std::size_t handed = 0;
+  EXPECT_FALSE(s.SampleRest(sample, 10, [&](const AUVXVisPoint*, std::size_t n) {
+    handed += n;
+    stop = 1;
+  }, &stop));
+  EXPECT_EQ(handed, 10u);
+  EXPECT_FALSE(sample.complete);
+  EXPECT_EQ(sample.spread, 8);
+  ASSERT_EQ(sample.points.size(), first_look + handed);
+  std::size_t j = 0;  // in group order, each one the one-pass sample's point of its group
+  for (std::size_t i = 0; i < sample.points.size(); ++i) {
+    while (j < one_pass.points.size() && one_pass.points[j].group < sample.points[i].group) ++j;
+    ASSERT_LT(j, one_pass.points.size());
+    ExpectSamePoint(sample.points[i], one_pass.points[j]);
+  }
+
+  // A file cut short after the first look: the rest ends at the cut with a message (group 201,
+  // index 200, was read by the first look).
+  ASSERT_TRUE(s.SampleFirstLook({}, 1000, 50, sample));
+  std::filesystem::resize_file(path, 1024 + 200 * (24 + 12 * 12));
+  EXPECT_FALSE(s.SampleRest(sample, 10, nullptr));
+  EXPECT_FALSE(sample.complete);
+  EXPECT_EQ(sample.points.size(), 200u + (first_look - 25));  // groups 0..199 and the first look's
+  EXPECT_NE(s.Error().find("group 202"), std::string::npos) << s.Error();
+}
+
 TEST(VisSampler, AStrideOfTheBaselineCountStillSeesEveryBaseline) {
   // The sample file cycles through three baselines; a stride of 3 taking the same offset in every
   // block would show one of them only.

@@ -13,6 +13,7 @@
 #include <QLayout>
 #include <QTabWidget>
 
+#include "app/gui/model_file_dialog.h"
 #include "app/gui/orbit_view.h"
 #include "app/gui/page1.h"
 #include "app/gui/page2.h"
@@ -30,21 +31,6 @@ namespace {
 std::string Resolved(const std::string& settings_path, const std::string& p) {
   return p.empty() ? p : ResolveOutputPath(settings_path, p);
 }
-
-class AServicesModelDialog final : public AModelFileDialog {
- public:
-  AServicesModelDialog(const AGuiServices& s, QWidget* parent) : s_(s), parent_(parent) {}
-  bool ChooseSavePath(const std::string& initial, std::string& path) override {
-    const QString chosen = s_.save_file(parent_, "Save As", Qs(initial), QtFileFilter(kModelFileFilter));
-    if (chosen.isEmpty()) return false;
-    path = Ss(chosen);
-    return true;
-  }
-
- private:
-  const AGuiServices& s_;
-  QWidget* parent_;
-};
 
 }  // namespace
 

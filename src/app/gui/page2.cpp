@@ -19,6 +19,7 @@
 #include <QVBoxLayout>
 
 #include "app/gui/comfort.h"
+#include "app/gui/model_file_dialog.h"
 #include "app/gui/comps_table_model.h"
 #include "app/gui/fov_dialog.h"
 #include "app/gui/model_view.h"
@@ -27,21 +28,6 @@
 #include "observation/observation.h"
 
 namespace {
-
-class APageModelDialog final : public AModelFileDialog {
- public:
-  APageModelDialog(const AGuiServices& s, QWidget* parent) : s_(s), parent_(parent) {}
-  bool ChooseSavePath(const std::string& initial, std::string& path) override {
-    const QString chosen = s_.save_file(parent_, "Save As", Qs(initial), QtFileFilter(kModelFileFilter));
-    if (chosen.isEmpty()) return false;
-    path = Ss(chosen);
-    return true;
-  }
-
- private:
-  const AGuiServices& s_;
-  QWidget* parent_;
-};
 
 QPushButton* Button(const QString& text, const QString& name, const QString& tip, QWidget* parent) {
   auto* b = new QPushButton(text, parent);
@@ -361,7 +347,7 @@ int AMPage2::OpenFile(const std::string& path) {
 }
 
 bool AMPage2::CanClose() {
-  APageModelDialog dialog(services_, this);
+  AServicesModelDialog dialog(services_, this);
   return doc_.AskSaveChanges(dialog, *services_.messages) != 0;
 }
 
@@ -380,14 +366,14 @@ void AMPage2::OnOpen() {
 }
 
 void AMPage2::OnSave() {
-  APageModelDialog dialog(services_, this);
+  AServicesModelDialog dialog(services_, this);
   if (!doc_.Save(dialog, *services_.messages)) return;
   AddRecentFile(services_, kRecentPage, Qs(doc_.Path()));
   UpdateTitle();
 }
 
 void AMPage2::OnSaveAs() {
-  APageModelDialog dialog(services_, this);
+  AServicesModelDialog dialog(services_, this);
   if (!doc_.SaveAs(dialog, *services_.messages)) return;
   AddRecentFile(services_, kRecentPage, Qs(doc_.Path()));
   UpdateTitle();

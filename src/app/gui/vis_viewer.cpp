@@ -53,8 +53,15 @@ QCPRange Padded(double lo, double hi) {
 
 }  // namespace
 
-AMVisViewer::AMVisViewer(const AGuiServices& services, QWidget* parent) : QWidget(parent), services_(services) {
+AMVisViewer::AMVisViewer(const AGuiServices& services, QWidget* parent)
+    : QWidget(parent), services_(services), loader_(std::make_unique<AMVisLoader>()) {
   setWindowFlag(Qt::Window);
+  connect(loader_.get(), &AMVisLoader::arrived, this, [this] { OnArrived(); });
+  connect(loader_.get(), &AMVisLoader::finished, this, [this](int ok) { OnLoadFinished(ok); });
+  load_redraw_ = new QTimer(this);
+  load_redraw_->setSingleShot(true);
+  load_redraw_->setInterval(kVisLoadRedrawMs);
+  connect(load_redraw_, &QTimer::timeout, this, [this] { RedrawWhileLoading(); });
   setObjectName("visViewer");
   setWindowTitle("Visibilities");
 
@@ -117,7 +124,7 @@ AMVisViewer::AMVisViewer(const AGuiServices& services, QWidget* parent) : QWidge
   resize(1400, 820);
 }
 
-AMVisViewer::~AMVisViewer() = default;
+AMVisViewer::~AMVisViewer() { loader_->Stop(); }
 
 void AMVisViewer::BuildChoosers() {
   if_ = Chooser("ifChooser", "The IF shown (its first channel's sky frequency in MHz)", this);
@@ -129,6 +136,11 @@ void AMVisViewer::BuildChoosers() {
   axis_->addItems({QString::fromUtf8("UV distance [M\u03bb]"), "Time [h]"});
   auto* all = new QPushButton("Show all", this);
   all->setObjectName("showAllButton");
+  stop_ = new QPushButton("Stop", this);
+  stop_->setObjectName("stopButton");
+  stop_->setToolTip("Stop reading the rest of the sample; the points read so far stay");
+  stop_->setEnabled(false);
+  connect(stop_, &QPushButton::clicked, this, [this] { StopLoading(); });
   auto* row = new QHBoxLayout;
   const std::pair<const char*, QComboBox*> items[] = {
       {"IF: ", if_}, {"Channel: ", channel_}, {"Stokes: ", stokes_}, {"Baseline: ", baseline_}, {"Against: ", axis_}};
@@ -138,6 +150,7 @@ void AMVisViewer::BuildChoosers() {
     row->addSpacing(8);
   }
   row->addStretch();
+  row->addWidget(stop_);
   row->addWidget(all);
   static_cast<QVBoxLayout*>(layout())->addLayout(row);
   for (QComboBox* c : {if_, channel_, stokes_})
@@ -154,6 +167,7 @@ void AMVisViewer::BuildChoosers() {
 }
 
 int AMVisViewer::Open(const QString& path) {
+  EndLoading();
   path_ = path;
   error_.clear();
   base_ = current_ = AUVXVisSample();
@@ -209,15 +223,17 @@ AUVXVisChoice AMVisViewer::Choice() const {
 }
 
 void AMVisViewer::Resample() {
+  EndLoading();
   if (!sampler_.IsOpen()) return;
   error_.clear();
   QApplication::setOverrideCursor(Qt::WaitCursor);
-  if (!sampler_.Sample(Choice(), max_points_, base_))
-    error_ = QString("Cannot read %1: %2").arg(path_, Qs(sampler_.Error()));
+  const int ok = sampler_.SampleFirstLook(Choice(), max_points_, first_points_, base_);
+  if (!ok) error_ = QString("Cannot read %1: %2").arg(path_, Qs(sampler_.Error()));
   QApplication::restoreOverrideCursor();
   current_ = base_;
   zoomed_ = false;
   FillBaselines();
+  if (ok && !base_.complete) loader_->Start(sampler_, base_, kVisLoadBatch);
   if (baseline_->currentIndex() > 0)
     OnBaselineChanged();
   else {
@@ -254,6 +270,7 @@ bool AMVisViewer::RunRefine(const AUVXVisWindow& window) {
       if (w.Holds(p)) current_.points.push_back(p);
     return true;
   }
+  EndLoading();  // the sampler reads one pass at a time
   AUVXVisSample result;
   const AUVXVisChoice choice = Choice();
   const std::int64_t bytes = sampler_.Groups() * (24 + 12 * std::int64_t{sampler_.NIF()} * sampler_.NChannels() *
@@ -300,6 +317,7 @@ void AMVisViewer::RefineTo(double lo, double hi) {
 void AMVisViewer::ShowAll() {
   zoom_timer_->stop();
   zoomed_ = false;
+  if (ReadWholeAgain()) return;
   if (sampler_.IsOpen()) RunRefine(AUVXVisWindow());
   SelectShown();
   Redraw(true);
@@ -312,6 +330,7 @@ void AMVisViewer::OnRangeChanged() {
 }
 
 void AMVisViewer::OnBaselineChanged() {
+  if (ReadWholeAgain()) return;
   const QCPRange r = amp_->xAxis->range();
   RunRefine(zoomed_ ? XWindow(r.lower, r.upper) : AUVXVisWindow());
   SelectShown();
@@ -339,7 +358,7 @@ void AMVisViewer::Redraw(bool rescale) {
   UpdateStatus();
 }
 
-void AMVisViewer::ShowFullXRange() {
+void AMVisViewer::ShowFullXRange(bool uv_too) {
   double x_lo = HUGE_VAL, x_hi = -HUGE_VAL, a_hi = 0, extent = 0;
   const int axis = axis_->currentIndex();
   for (const AUVXVisPoint& p : shown_) {
@@ -354,6 +373,7 @@ void AMVisViewer::ShowFullXRange() {
   amp_->yAxis->setRange(0, a_hi > 0 ? 1.08 * a_hi : 1.0);
   phase_->yAxis->setRange(-190, 190);
   phase_->yAxis->ticker()->setTickCount(8);
+  if (!uv_too) return;
   extent = extent > 0 ? 1.05 * extent : 1.0;
   QCPAxisRect* rect = uv_->axisRect();
   const double w = std::max(rect->width(), 1), h = std::max(rect->height(), 1);
@@ -369,7 +389,14 @@ void AMVisViewer::UpdateStatus() {
   if (sampler_.IsOpen()) {
     const std::int64_t groups = sampler_.Groups();
     const AUVXVisSample& c = current_;
-    if (!zoomed_ && baseline_->currentIndex() <= 0)
+    if (!zoomed_ && baseline_->currentIndex() <= 0 && c.spread > 1)
+      text = QString("%1 of %2 points: every %3th of %4 groups; %5")
+                 .arg(shown_.size())
+                 .arg(c.blocks)
+                 .arg(c.stride)
+                 .arg(groups)
+                 .arg(Loading() ? "reading the rest..." : "stopped (\"Show all\" reads them again)");
+    else if (!zoomed_ && baseline_->currentIndex() <= 0)
       text = c.stride > 1 ? QString("%1 points: every %2th of %3 groups").arg(shown_.size()).arg(c.stride).arg(groups)
                           : QString("%1 points: all %2 groups").arg(shown_.size()).arg(groups);
     else
@@ -381,6 +408,7 @@ void AMVisViewer::UpdateStatus() {
   }
   if (!error_.isEmpty()) text = text.isEmpty() ? error_ : text + "; " + error_;
   status_->setText(text);
+  stop_->setEnabled(Loading());
 }
 
 void AMVisViewer::OpenWithPicker() {

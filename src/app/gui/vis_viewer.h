@@ -4,8 +4,11 @@
 // Stokes parameter, all baselines or one; the UV plane of the same points (and their mirrors)
 // beside them. One colour per baseline in all three plots.
 //
-// The file is read through AUVXVisSampler: at first every k-th group (at most MaxPoints() of
-// them), so that a file of several gigabytes opens in a moment. Zooming the amplitude or phase
+// The file is read through AUVXVisSampler: every k-th group (at most MaxPoints() of them). A first
+// look of at most FirstPoints() of those, spread over the whole file, is read and drawn at once, so
+// that a file of several gigabytes opens in a moment even from a cold disk; the rest of the sample
+// is read on a worker thread (AMVisLoader) and drawn as it arrives, until "Stop", a zoom, another
+// choice or closing the window ends it. Zooming the amplitude or phase
 // plot (drag a rectangle, or the mouse wheel) reads every group inside the new range of the
 // horizontal axis (and of the chosen baseline) again, up to MaxPoints(); "Show all" or a double
 // click goes back to the first look. Choosing one baseline of a thinned look reads that
@@ -18,9 +21,12 @@
 #include <memory>
 
 #include "app/gui/gui_services.h"
+#include "app/gui/vis_loader.h"
 #include "uvx/vis_sampler.h"
 
+class QCloseEvent;
 class QComboBox;
+class QPushButton;
 class QCustomPlot;
 class QLabel;
 class QTimer;
@@ -41,6 +47,14 @@ class AMVisViewer final : public QWidget {
 
   void SetMaxPoints(std::int64_t n) { max_points_ = std::max<std::int64_t>(1, n); }
   std::int64_t MaxPoints() const { return max_points_; }
+  void SetFirstPoints(std::int64_t n) { first_points_ = std::max<std::int64_t>(1, n); }
+  std::int64_t FirstPoints() const { return first_points_; }
+
+  // Whether the rest of the sample is being read; StopLoading ends it (as "Stop" does), keeping
+  // the points read so far; WaitForLoading waits until it has ended by itself (tests).
+  bool Loading() const { return loader_->Running(); }
+  void StopLoading();
+  void WaitForLoading();
 
   // The points drawn now (after the baseline choice), and the look they come from.
   int PointCount() const { return int(shown_.size()); }
@@ -63,6 +77,10 @@ class AMVisViewer final : public QWidget {
   QCustomPlot* AmpPlot() const { return amp_; }
   QCustomPlot* PhasePlot() const { return phase_; }
   QCustomPlot* UVPlot() const { return uv_; }
+  QPushButton* StopButton() const { return stop_; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildChoosers();
@@ -70,6 +88,14 @@ class AMVisViewer final : public QWidget {
   void FillBaselines();
   AUVXVisChoice Choice() const;
   void Resample();
+  // Ends the loading and takes its points into the first look; true when it was running.
+  bool EndLoading();
+  void OnArrived();
+  void OnLoadFinished(int ok);
+  void RedrawWhileLoading();
+  // Back to the whole file (not zoomed, all baselines) after its loading ended early: reads it
+  // again. True when it did.
+  bool ReadWholeAgain();
   void OnBaselineChanged();
   void OnAxisChanged();
   void OnRangeChanged();
@@ -78,7 +104,7 @@ class AMVisViewer final : public QWidget {
   AUVXVisWindow XWindow(double lo, double hi) const;
   void SelectShown();
   void Redraw(bool rescale);
-  void ShowFullXRange();
+  void ShowFullXRange(bool uv_too = true);
   void UpdateStatus();
   void OpenWithPicker();
 
@@ -87,7 +113,9 @@ class AMVisViewer final : public QWidget {
   QString path_;
   QString error_;
   std::int64_t max_points_ = AUVXVisSampler::kDefaultMaxPoints;
-  AUVXVisSample base_;     // the first look
+  std::int64_t first_points_ = AUVXVisSampler::kDefaultFirstPoints;
+  std::unique_ptr<AMVisLoader> loader_;  // declared after sampler_: it stops before the sampler goes
+  AUVXVisSample base_;     // the sample over the whole file (a first look while loading)
   AUVXVisSample current_;  // what is drawn from (the first look or a refine)
   std::vector<AUVXVisPoint> shown_;
   bool zoomed_ = false;
@@ -104,8 +132,14 @@ class AMVisViewer final : public QWidget {
   QCustomPlot* phase_ = nullptr;
   QCustomPlot* uv_ = nullptr;
   QLabel* status_ = nullptr;
+  QPushButton* stop_ = nullptr;
   QTimer* zoom_timer_ = nullptr;
+  QTimer* load_redraw_ = nullptr;  // batches arriving are drawn a few times a second
 };
+
+// The rest of a sample is handed over in batches of this many groups and drawn every so often.
+inline constexpr std::int64_t kVisLoadBatch = 8192;
+inline constexpr int kVisLoadRedrawMs = 250;
 
 // Draws the points into the three plots, one graph per baseline (vis_viewer_plots.cpp).
 // `axis` is AMVisViewer::Axis.
