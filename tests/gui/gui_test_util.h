@@ -4,7 +4,12 @@
 // modal dialogs are handed to queued handlers that fill them and press OK or Cancel; progress
 // dialogs run for real (their work ends by itself) unless a handler is set for them.
 
+#include <QApplication>
 #include <QDialog>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QUrl>
 #include <QTemporaryDir>
 #include <deque>
 #include <filesystem>
@@ -89,3 +94,24 @@ inline int PressOk(QDialog& d) {
   d.accept();
   return d.result();
 }
+
+// Drops a local file onto `target` as a file manager does: the drag enters, and the file is
+// dropped only when the target accepted the drag. True when it was accepted.
+inline bool DropFile(QWidget* target, const QString& path) {
+  QMimeData mime;
+  mime.setUrls({QUrl::fromLocalFile(path)});
+  QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(target, &enter);
+  if (!enter.isAccepted()) return false;
+  QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(target, &drop);
+  return drop.isAccepted();
+}
+
+// The visibility viewer's seam: records the files the pages ask it to show, opens no window.
+struct AViewerRecorder {
+  std::vector<QString> shown;
+  void Install(AGuiServices& s) {
+    s.open_viewer = [this](QWidget*, const QString& path) { shown.push_back(path); };
+  }
+};

@@ -1,15 +1,23 @@
 // The "Errors" and "Sensitivity modeling" pages on the shipped example's UVX file made by task 1:
 // their tables filled from the file's telescopes, cells edited as a user does, Run writing the
 // same bytes as `qvlmodel errors` / `qvlmodel noise` with the same inputs and random start value,
-// "Apply", the refusals (no error type, a bad cell selected), and Stop leaving no output.
+// "Apply", the refusals (no error type, a bad cell selected), Stop leaving no output, and the
+// desktop comforts of both pages.
 #include <QCheckBox>
+#include <QClipboard>
+#include <QMenu>
+#include <QRegularExpression>
+#include <QStackedWidget>
+#include <QToolButton>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableView>
 #include <filesystem>
 #include <fstream>
 
+#include "app/gui/comfort.h"
 #include "app/gui/err_tables.h"
+#include "app/gui/main_window.h"
 #include "app/gui/page_errors.h"
 #include "app/gui/page_noise.h"
 #include "errors/error_tables.h"
@@ -251,6 +259,81 @@ class TestErrorsPages : public QObject {
     QCOMPARE(noise.Status(), QString("Stopped; nothing written."));
     for (const char* f : {"stopped_err.uvx", "stopped_snt.uvx", "stopped_err.uvx.part", "stopped_snt.uvx.part"})
       QVERIFY2(!std::filesystem::exists(folder_.File(f)), f);
+  }
+
+  // The comforts of both pages: a dropped .uvx file lands in the input (the table follows), the
+  // "View..." buttons show the fields' files through the viewer seam, the table copies its
+  // selection as tab-separated text, every field names its unit, and the page's recent inputs
+  // survive a new main window.
+  void comfortsOfEachPage_data() {
+    QTest::addColumn<int>("page");
+    QTest::addColumn<QString>("recent");
+    QTest::addColumn<QString>("table");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<QString>("headers");
+    QTest::newRow("errors") << 2 << "PROCESS3" << "errorsTable" << "example_err.uvx" << "Ph. err [Deg]\tAmpl. err [dB]";
+    QTest::newRow("sensitivity") << 3 << "PROCESS4" << "sefdTable" << "example_snt.uvx" << "SEFD IF1\tSEFD IF2";
+  }
+
+  void comfortsOfEachPage() {
+    QFETCH(int, page);
+    QFETCH(QString, recent);
+    QFETCH(QString, table);
+    QFETCH(QString, output);
+    QFETCH(QString, headers);
+    const std::string ini = folder_.File(Ss(recent) + ".ini");
+    std::ofstream(ini) << "[QVLMODEL]\n";
+    AScriptedDesktop desk;
+    AViewerRecorder viewer;
+    AGuiServices services = desk.Services();
+    viewer.Install(services);
+    InstallComfort(services, ini);
+    {
+      AMMainFrame frame(folder_.base, ini, services);
+      QWidget* p = frame.Pages()->widget(page);
+      auto* input = p->findChild<QLineEdit*>("inputEdit");
+      QVERIFY(!DropFile(input, Q(folder_.File("notes.txt"))));  // refused: not a UVX file
+      QVERIFY(input->text().isEmpty());
+      QVERIFY(DropFile(input, Q(uvx_)));
+      QCOMPARE(input->text(), Q(uvx_));
+      auto* view = p->findChild<QTableView*>(table);
+      QAbstractItemModel* m = view->model();
+      QCOMPARE(m->rowCount(), 9);  // committed as if typed: the file's telescopes
+      QCOMPARE(p->findChild<QLineEdit*>("outputEdit")->text(), Q(folder_.File(Ss(output))));
+      Click(*p, "viewInput");
+      Click(*p, "viewOutput");
+      QCOMPARE(viewer.shown, (std::vector<QString>{Q(uvx_), Q(folder_.File(Ss(output)))}));
+
+      QVERIFY(Edit(m, 0, 0, "0.5"));
+      QVERIFY(Edit(m, 2, 1, "3"));
+      QItemSelectionModel* sel = view->selectionModel();
+      sel->select(m->index(0, 0), QItemSelectionModel::Select);
+      sel->select(m->index(2, 1), QItemSelectionModel::Select);
+      const QString tsv = "0.5\t\n\t3\n";  // the rows and columns holding a selected cell
+      view->setFocus();
+      QApplication::clipboard()->clear();
+      QTest::keyClick(view, Qt::Key_C, Qt::ControlModifier);
+      QCOMPARE(QApplication::clipboard()->text(), tsv);
+      view->actions().at(1)->trigger();  // "Copy with headers"
+      QCOMPARE(QApplication::clipboard()->text(), headers + "\n" + tsv);
+
+      static const QRegularExpression unit(R"(\[|no unit|path of a \.uvx)");
+      for (QLineEdit* e : p->findChildren<QLineEdit*>())
+        QVERIFY2(unit.match(e->toolTip()).hasMatch(), qPrintable(e->objectName() + ": " + e->toolTip()));
+      QVERIFY(frame.SaveOnClose());
+    }
+    AMMainFrame frame(folder_.base, ini, services);
+    QWidget* p = frame.Pages()->widget(page);
+    QCOMPARE(RecentFiles(services, recent), QStringList{Q(uvx_)});
+    Type(*p, "inputEdit", "");  // forget the input, then take it again from the menu
+    QVERIFY(p->findChild<QLineEdit*>("inputEdit")->text().isEmpty());
+    QMenu* menu = p->findChild<QToolButton*>("recentButton")->menu();
+    emit menu->aboutToShow();
+    QCOMPARE(menu->actions().size(), 1);
+    QCOMPARE(menu->actions().front()->text(), Q(uvx_));
+    menu->actions().front()->trigger();
+    QCOMPARE(p->findChild<QLineEdit*>("inputEdit")->text(), Q(uvx_));
+    QCOMPARE(p->findChild<QTableView*>(table)->model()->rowCount(), 9);
   }
 };
 

@@ -1,8 +1,14 @@
 // The "Source modeling" page: Run writes the file `qvlmodel model` writes from the same inputs;
 // validation stops the run with the offending cell selected; Stop leaves no output file; the
-// page's settings survive closing and reopening the main window; title and save question.
+// page's settings survive closing and reopening the main window; title and save question; the
+// desktop comforts (dropped files, "View...", table copy, plot export, units, recent files).
 #include <QAction>
 #include <QCheckBox>
+#include <QClipboard>
+#include <QMenu>
+#include <QRegularExpression>
+#include <QToolButton>
+#include <qcustomplot.h>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -14,9 +20,11 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/gui/comfort.h"
 #include "app/gui/comps_table_model.h"
 #include "app/gui/fov_dialog.h"
 #include "app/gui/main_window.h"
+#include "app/gui/model_view.h"
 #include "app/gui/page2.h"
 #include "app/ini_file.h"
 #include "app/task_runner.h"
@@ -239,6 +247,97 @@ class TestModelPage : public QObject {
     QVERIFY(std::filesystem::exists(folder.File("new.mdl")));
     QCOMPARE(frame.windowTitle(), QString("new.mdl (Source modeling) - QVLModel"));
     QVERIFY(!frame.ModelDocument().IsModified());
+  }
+
+  // A file dropped on a field lands in it when its kind fits, and the page takes it as typed.
+  void droppedFilesLandInTheirFields_data() {
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("input uvx") << "inputEdit" << "a.uvx" << true;
+    QTest::newRow("input observation refused") << "inputEdit" << "a.obs" << false;
+    QTest::newRow("output UVX") << "outputEdit" << "b.UVX" << true;
+    QTest::newRow("map exm") << "mapPathEdit" << "m.exm" << true;
+    QTest::newRow("map fits") << "mapPathEdit" << "m.fits" << true;
+    QTest::newRow("map uvx refused") << "mapPathEdit" << "m.uvx" << false;
+  }
+
+  void droppedFilesLandInTheirFields() {
+    QFETCH(QString, field);
+    QFETCH(QString, file);
+    QFETCH(bool, taken);
+    AScriptedDesktop desk;
+    AMModelDocument doc;
+    AMSettings settings;
+    AMPage2 page(doc, settings, "", desk.Services());
+    Child<QComboBox>(page, "modelKindCombo")->setCurrentIndex(1);  // one map file
+    auto* edit = Child<QLineEdit>(page, qPrintable(field));
+    const QString path = QString::fromStdString(folder_->File(Ss(file)));
+    QCOMPARE(DropFile(edit, path), taken);
+    QCOMPARE(edit->text(), taken ? path : QString());
+    const std::string stored = field == "inputEdit"    ? settings.work_item.in_path
+                               : field == "outputEdit" ? settings.work_item.out_path
+                                                       : settings.model_page.ext_mdl;
+    QCOMPARE(QString::fromStdString(stored), taken ? path : QString());
+  }
+
+  // "View..." through the viewer seam (paths relative to the settings folder), the component
+  // table's selection as tab-separated text, the model view's export menu, units in every field's
+  // tool tip; a model dropped on the page opens, and the recent model files survive a new window.
+  void comfortsOfThePage() {
+    const std::string ini = folder_->File("comfort.ini");
+    std::ofstream(ini) << "[QVLMODEL]\n";
+    const QString mdl = QString::fromStdString(folder_->File("core_jet.mdl"));
+    AScriptedDesktop desk;
+    AViewerRecorder viewer;
+    AGuiServices services = desk.Services();
+    viewer.Install(services);
+    InstallComfort(services, ini);
+    {
+      AMMainFrame frame(folder_->base, ini, services);
+      auto* page = frame.findChild<AMPage2*>();
+      // Dropped on a field that takes other files, the model goes on to the page, which opens it.
+      QVERIFY(DropFile(Child<QLineEdit>(*page, "inputEdit"), mdl));
+      QVERIFY(Child<QLineEdit>(*page, "inputEdit")->text().isEmpty());
+      QCOMPARE(page->CompsModel()->rowCount(), 4);
+      Child<QLineEdit>(*page, "inputEdit")->setText(QString::fromStdString(input_));
+      Child<QLineEdit>(*page, "outputEdit")->setText("out.uvx");
+      Child<QPushButton>(*page, "inputViewButton")->click();
+      Child<QPushButton>(*page, "outputViewButton")->click();
+      QCOMPARE(viewer.shown, (std::vector<QString>{QString::fromStdString(input_),
+                                                   QString::fromStdString(folder_->File("out.uvx"))}));
+
+      QTableView* view = page->CompsView();
+      QItemSelectionModel* sel = view->selectionModel();
+      sel->clearSelection();
+      for (auto [r, c] : {std::pair{0, 1}, {0, 2}, {1, 3}}) sel->select(page->CompsModel()->index(r, c), QItemSelectionModel::Select);
+      // The core's flux and the delta function's "------" size; the inner jet's axis ratio.
+      const QString tsv = "0.8\t------\t\n\t\t0.5\n";
+      QCOMPARE(SelectionAsTsv(view), tsv);
+      view->setFocus();
+      QApplication::clipboard()->clear();
+      QTest::keyClick(view, Qt::Key_C, Qt::ControlModifier);
+      QCOMPARE(QApplication::clipboard()->text(), tsv);
+
+      QStringList exports;
+      for (QAction* a : page->ModelView()->Plot()->actions()) exports << a->text();
+      QCOMPARE(exports, (QStringList{"Save as PNG...", "Save as PDF...", "Print..."}));
+      static const QRegularExpression unit(R"(\[|no unit|path of a \.uvx|\.exm)");
+      for (QLineEdit* e : page->findChildren<QLineEdit*>())
+        QVERIFY2(unit.match(e->toolTip()).hasMatch(), qPrintable(e->objectName() + ": " + e->toolTip()));
+      QVERIFY(frame.SaveOnClose());
+    }
+    QCOMPARE(RecentFiles(services, "PROCESS2"), QStringList{mdl});
+    AMMainFrame frame(folder_->base, ini, services);
+    auto* page = frame.findChild<AMPage2*>();
+    page->OnNew();
+    QCOMPARE(page->CompsModel()->rowCount(), 0);
+    QMenu* menu = Child<QToolButton>(*page, "recentButton")->menu();
+    emit menu->aboutToShow();
+    QCOMPARE(menu->actions().size(), 1);
+    QCOMPARE(menu->actions().front()->text(), mdl);
+    menu->actions().front()->trigger();
+    QCOMPARE(page->CompsModel()->rowCount(), 4);
   }
 };
 

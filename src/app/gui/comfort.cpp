@@ -24,6 +24,7 @@
 #include <set>
 
 #include "app/gui/plot_util.h"
+#include "app/gui/vis_viewer.h"
 #include "app/recent_files.h"
 
 namespace {
@@ -231,6 +232,13 @@ void InstallTableCopy(QAbstractItemView* view) {
   view->addAction(with_headers);
   if (view->contextMenuPolicy() == Qt::DefaultContextMenu) view->setContextMenuPolicy(Qt::ActionsContextMenu);
   view->installEventFilter(new ACopyKeyFilter(view));
+}
+
+void ViewUvxFile(const AGuiServices& services, QWidget* parent, const QString& uvx_path) {
+  if (services.open_viewer)
+    services.open_viewer(parent, uvx_path);
+  else
+    OpenVisViewer(parent, uvx_path, services);
 }
 
 bool SavePlotAs(QCustomPlot* plot, const AGuiServices& services, const QString& format) {

@@ -10,6 +10,8 @@
 //  - a file dropped onto a field (or onto a whole page) lands in that field: `InstallFileDrop`;
 //  - tables copy their selection to the clipboard as tab-separated text (Ctrl+C and a context
 //    menu): `InstallTableCopy`;
+//  - a page's "View..." button opens the visibility viewer through the services' `open_viewer`
+//    seam: `ViewUvxFile`;
 //  - plots save as PNG or PDF and print (context menu): `InstallPlotExport`; the printer is set
 //    up through the services' `setup_printer` seam, so tests never open the print dialog.
 //
@@ -71,6 +73,12 @@ QString SelectionAsTsv(const QAbstractItemView* view, bool headers = false);
 // Ctrl+C (the platform's copy key) and a context menu ("Copy", "Copy with headers") put
 // SelectionAsTsv on the clipboard.
 void InstallTableCopy(QAbstractItemView* view);
+
+// ---- the viewer -----------------------------------------------------------------------------
+
+// Opens the visibility viewer on `uvx_path` through the services' `open_viewer` seam (the viewer
+// window, OpenVisViewer, when it is empty).
+void ViewUvxFile(const AGuiServices& services, QWidget* parent, const QString& uvx_path);
 
 // ---- plots ----------------------------------------------------------------------------------
 

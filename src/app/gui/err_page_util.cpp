@@ -4,7 +4,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QToolButton>
 
+#include "app/gui/comfort.h"
 #include "app/gui/gui_services.h"
 #include "core/text.h"
 #include "errors/tlsc_rows.h"
@@ -33,10 +35,26 @@ AFileField AddFileField(QGridLayout* grid, int row, const QString& label, const 
   l->setBuddy(f.edit);
   f.browse = new QPushButton("Browse...", parent);
   f.browse->setToolTip(tip);
+  f.view = new QPushButton("View...", parent);
+  f.view->setToolTip("Show the visibilities of this UVX file");
+  InstallFileDrop(f.edit, {".uvx"});
   grid->addWidget(l, row, 0);
   grid->addWidget(f.edit, row, 1);
   grid->addWidget(f.browse, row, 2);
+  grid->addWidget(f.view, row, 3);
   return f;
+}
+
+void InstallFileComfort(QGridLayout* grid, const AFileField& in, const AFileField& out, const AGuiServices& services,
+                        const QString& page, QWidget* parent, std::function<void(const QString&)> open_input) {
+  in.view->setObjectName("viewInput");
+  out.view->setObjectName("viewOutput");
+  for (const AFileField& f : {in, out}) {
+    QLineEdit* edit = f.edit;
+    QObject::connect(f.view, &QPushButton::clicked, parent,
+                     [services, parent, edit] { ViewUvxFile(services, parent, edit->text().trimmed()); });
+  }
+  grid->addWidget(MakeRecentButton(services, page, std::move(open_input), parent), 0, 4);
 }
 
 QLineEdit* AddNumberField(QGridLayout* grid, int row, int column, const QString& label, const QString& tip,

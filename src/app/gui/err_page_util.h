@@ -10,9 +10,11 @@
 
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
+#include "app/gui/gui_services.h"
 #include "app/settings_store.h"
 #include "app/task_runner.h"
 
@@ -45,9 +47,16 @@ class AMPageSettingsLink {
 struct AFileField {
   QLineEdit* edit = nullptr;
   QPushButton* browse = nullptr;
+  QPushButton* view = nullptr;  // "View...": the visibility viewer on the field's file
 };
-// "label [path] [Browse...]" in row `row` of a three-column grid.
+// "label [path] [Browse...] [View...]" in row `row` of a grid; a .uvx file dropped onto the field
+// lands in it (InstallFileDrop).
 AFileField AddFileField(QGridLayout* grid, int row, const QString& label, const QString& tip, QWidget* parent);
+// The comforts of the two file rows of a task page: "View..." opens the viewer on the field's
+// file, and a "Recent" button (column 4 of the input row) lists the page's recent input files
+// ("PROCESS3", "PROCESS4"); choosing one calls `open_input`.
+void InstallFileComfort(QGridLayout* grid, const AFileField& in, const AFileField& out, const AGuiServices& services,
+                        const QString& page, QWidget* parent, std::function<void(const QString&)> open_input);
 // "label [number]" at (row, column pair); the tool tip names the unit.
 QLineEdit* AddNumberField(QGridLayout* grid, int row, int column, const QString& label, const QString& tip,
                           QWidget* parent);

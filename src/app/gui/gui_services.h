@@ -28,6 +28,9 @@ struct AGuiServices {
   std::function<QStringList(const QString& page)> recent_files;
   std::function<void(const QString& page, const QString& path)> add_recent_file;
   std::function<bool(QWidget*, QPrinter&)> setup_printer;
+  // Opening the visibility viewer on a UVX file from a page's "View..." button (empty: the viewer
+  // window itself, OpenVisViewer).
+  std::function<void(QWidget* parent, const QString& uvx_path)> open_viewer;
 };
 
 // The real desktop: message boxes (a parentless QMessageBox titled "QVLModel"), QFileDialog,

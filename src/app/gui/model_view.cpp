@@ -9,6 +9,7 @@
 #include <cmath>
 #include <qcustomplot.h>
 
+#include "app/gui/comfort.h"
 #include "model/view_scale.h"
 
 namespace {
@@ -28,6 +29,7 @@ AMModelView::AMModelView(const AGuiServices& services, QWidget* parent) : QWidge
   plot_->setMinimumSize(160, 160);
   plot_->setInteractions(QCP::iRangeDrag | QCP::iRangeZoom);
   plot_->xAxis->setRangeReversed(true);  // east on the left, as the sky is seen
+  InstallPlotExport(plot_, services_);  // context menu: PNG, PDF, print
   colors_ = new QCPColorMap(plot_->xAxis, plot_->yAxis);
   scale_ = new QCPColorScale(plot_);
   plot_->plotLayout()->addElement(0, 1, scale_);

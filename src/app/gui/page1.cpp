@@ -19,7 +19,6 @@
 #include "app/gui/page1_tables.h"
 #include "app/gui/src_select_dialog.h"
 #include "app/gui/tlsc_select_dialog.h"
-#include "app/gui/vis_viewer.h"
 #include "core/text.h"
 #include "observation/obs_json.h"
 #include "observation/obs_limits.h"
@@ -150,7 +149,7 @@ void AMPage1::OpenRecent(const QString& path) {
 
 void AMPage1::OnViewOutput() {
   CommitOutput();
-  OpenVisViewer(this, output_->text());
+  ViewUvxFile(services_, this, output_->text());
 }
 
 QWidget* AMPage1::BuildObservationTab() {

@@ -15,8 +15,10 @@
 #include <QStyle>
 #include <QTableView>
 #include <QToolBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/gui/comfort.h"
 #include "app/gui/model_file_dialog.h"
 #include "app/gui/comps_table_model.h"
 #include "app/gui/fov_dialog.h"
@@ -40,6 +42,9 @@ QLineEdit* Field(const QString& name, const QString& tip, QWidget* parent) {
   e->setToolTip(tip);
   return e;
 }
+
+// The page's list of recent model files in the settings file.
+constexpr const char* kRecentPage = "PROCESS2";
 
 void MarkField(QLineEdit* field, bool valid) { field->setStyleSheet(valid ? QString() : "color: #c00000;"); }
 
@@ -79,6 +84,7 @@ AMPage2::AMPage2(AMModelDocument& doc, AMSettings& settings, const std::string& 
   QAction* save_as = tools->addAction("Save As...", this, &AMPage2::OnSaveAs);
   save_as->setObjectName("saveModelAsAction");
   save_as->setToolTip("Save the QVL source model file under a new name");
+  tools->addWidget(MakeRecentButton(services_, kRecentPage, [this](const QString& f) { OpenRecent(f); }, this));
 
   auto* left = new QWidget(this);
   auto* left_layout = new QVBoxLayout(left);
@@ -116,8 +122,26 @@ AMPage2::AMPage2(AMModelDocument& doc, AMSettings& settings, const std::string& 
   layout->addWidget(splitter, 1);
   layout->addWidget(status_);
   ConnectFields();
+  InstallComfortOnPage();
   Refresh();
 }
+
+// Dropped files and table copy: a .uvx file lands in the input or output field it is dropped on,
+// a map file in the map path, and a model file dropped anywhere else on the page opens.
+void AMPage2::InstallComfortOnPage() {
+  InstallFileDrop(input_, {".uvx"});
+  InstallFileDrop(output_, {".uvx"});
+  InstallFileDrop(map_path_, {".exm", ".amap", ".fits", ".fit", ".fts"});
+  InstallDropTarget(this, {".mdl"}, [this](const QString& f) { OpenRecent(f); });
+  InstallTableCopy(comps_view_);
+}
+
+void AMPage2::OpenRecent(const QString& path) {
+  if (CanClose()) OpenFile(Ss(path));
+}
+
+void AMPage2::OnViewInput() { ViewUvxFile(services_, this, Qs(Resolved(Ss(input_->text().trimmed())))); }
+void AMPage2::OnViewOutput() { ViewUvxFile(services_, this, Qs(Resolved(Ss(output_->text().trimmed())))); }
 
 QWidget* AMPage2::BuildModelBox() {
   auto* box = new QGroupBox("Source model", this);
@@ -128,7 +152,7 @@ QWidget* AMPage2::BuildModelBox() {
   map_path_ = Field("mapPathEdit", "Map file (.exm, .amap, FITS; Jy per pixel), or the folder of .exm maps", box);
   browse_map_ = Button("...", "mapBrowseButton", "Choose the map file or the folder of maps", box);
   browse_map_->setMaximumWidth(36);
-  time_step_ = Field("timeStepEdit", "Time each map of a folder serves, in name order [seconds]", box);
+  time_step_ = Field("timeStepEdit", "Time each map of a folder serves, in name order [s]", box);
   auto* grid = new QGridLayout;
   grid->addWidget(new QLabel("Model as: ", box), 0, 0);
   grid->addWidget(kind_, 0, 1, 1, 2);
@@ -147,7 +171,7 @@ QWidget* AMPage2::BuildModelBox() {
   comps_view_->setObjectName("componentsView");
   comps_view_->setModel(comps_);
   comps_view_->setItemDelegate(new AMCompTypeDelegate(comps_view_));
-  comps_view_->setSelectionMode(QAbstractItemView::SingleSelection);
+  comps_view_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   comps_view_->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                                QAbstractItemView::AnyKeyPressed | QAbstractItemView::SelectedClicked);
   comps_view_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
@@ -172,14 +196,18 @@ QWidget* AMPage2::BuildModelBox() {
 
 QWidget* AMPage2::BuildRunBox() {
   auto* box = new QGroupBox("Model onto the UV points", this);
-  input_ = Field("inputEdit", "UVX file with the UV points (made by task 1)", box);
-  output_ = Field("outputEdit", "UVX file written (default: the input's name with \"_mdl.uvx\"); the input itself "
-                                "is updated in place",
+  input_ = Field("inputEdit", "UVX file with the UV points, made by task 1 (path of a .uvx file)", box);
+  output_ = Field("outputEdit", "UVX file written (path of a .uvx file; default: the input's name with \"_mdl.uvx\"); the "
+                                "input itself is updated in place",
                   box);
   auto* browse_in = Button("...", "inputBrowseButton", "Choose the input UVX file", box);
   auto* browse_out = Button("...", "outputBrowseButton", "Choose the output UVX file", box);
   browse_in->setMaximumWidth(36);
   browse_out->setMaximumWidth(36);
+  auto* view_in = Button("View...", "inputViewButton", "Show the visibilities of the input UVX file", box);
+  auto* view_out = Button("View...", "outputViewButton", "Show the visibilities of the output UVX file", box);
+  connect(view_in, &QPushButton::clicked, this, &AMPage2::OnViewInput);
+  connect(view_out, &QPushButton::clicked, this, &AMPage2::OnViewOutput);
   add_type_ = new QComboBox(box);
   add_type_->setObjectName("addTypeCombo");
   add_type_->addItems({"Add to the data", "Replace the data"});
@@ -203,9 +231,11 @@ QWidget* AMPage2::BuildRunBox() {
   grid->addWidget(new QLabel("Input UVX-File: ", box), 0, 0);
   grid->addWidget(input_, 0, 1, 1, 3);
   grid->addWidget(browse_in, 0, 4);
+  grid->addWidget(view_in, 0, 5);
   grid->addWidget(new QLabel("Output UVX-File: ", box), 1, 0);
   grid->addWidget(output_, 1, 1, 1, 3);
   grid->addWidget(browse_out, 1, 4);
+  grid->addWidget(view_out, 1, 5);
   grid->addWidget(new QLabel("To add the model on the UV-Plane as: ", box), 2, 0);
   grid->addWidget(add_type_, 2, 1, 1, 3);
   auto* options = new QHBoxLayout;
@@ -215,7 +245,7 @@ QWidget* AMPage2::BuildRunBox() {
   options->addWidget(set_mfs_);
   options->addStretch();
   options->addWidget(run);
-  grid->addLayout(options, 3, 0, 1, 5);
+  grid->addLayout(options, 3, 0, 1, 6);
   grid->setColumnStretch(1, 1);
   return box;
 }
@@ -311,6 +341,7 @@ void AMPage2::ShowTableSelection() {
 
 int AMPage2::OpenFile(const std::string& path) {
   const int ok = doc_.Open(path, *services_.messages);
+  if (ok) AddRecentFile(services_, kRecentPage, Qs(path));
   Refresh();
   return ok;
 }
@@ -336,12 +367,16 @@ void AMPage2::OnOpen() {
 
 void AMPage2::OnSave() {
   AServicesModelDialog dialog(services_, this);
-  if (doc_.Save(dialog, *services_.messages)) UpdateTitle();
+  if (!doc_.Save(dialog, *services_.messages)) return;
+  AddRecentFile(services_, kRecentPage, Qs(doc_.Path()));
+  UpdateTitle();
 }
 
 void AMPage2::OnSaveAs() {
   AServicesModelDialog dialog(services_, this);
-  if (doc_.SaveAs(dialog, *services_.messages)) UpdateTitle();
+  if (!doc_.SaveAs(dialog, *services_.messages)) return;
+  AddRecentFile(services_, kRecentPage, Qs(doc_.Path()));
+  UpdateTitle();
 }
 
 void AMPage2::OnInsert() {

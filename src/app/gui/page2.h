@@ -67,6 +67,11 @@ class AMPage2 final : public QWidget {
   void OnBrowseMap();
   void OnBrowseInput();
   void OnBrowseOutput();
+  // "View...": the visibility viewer on the input or output UVX file.
+  void OnViewInput();
+  void OnViewOutput();
+  // Opens a model file from the recent list or dropped on the page (after the save-changes question).
+  void OpenRecent(const QString& path);
   void OnFieldOfView();
   void OnSetSpectralIndex();
   void OnRun();
@@ -80,6 +85,7 @@ class AMPage2 final : public QWidget {
   QWidget* BuildModelBox();
   QWidget* BuildRunBox();
   void ConnectFields();
+  void InstallComfortOnPage();
   void ShowTableSelection();
   void UpdateTitle() { emit titleChanged(Title()); }
   void UpdateKindControls();

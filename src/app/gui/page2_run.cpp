@@ -13,6 +13,7 @@
 #include "app/gui/page2.h"
 #include "app/gui/progress_dialog.h"
 #include "app/gui/simap_dialog.h"
+#include "app/recent_files.h"
 #include "app/task_runner.h"
 #include "core/text.h"
 #include "model/comp_table.h"
@@ -24,13 +25,20 @@ namespace {
 const char* const kUvxFilter = "UVX file (*.uvx)|*.uvx|All files (*.*)|*.*||";
 const char* const kMapFilter =
     "QVL map files (*.exm *.amap *.EXM *.AMAP);;FITS images (*.fits *.fit *.fts *.FITS);;All files (*)";
+// The kind under which the last folder of maps is remembered ("DIR MAPS").
+constexpr const char* kMapFolderKind = "MAPS";
 }  // namespace
 
 void AMPage2::OnBrowseMap() {
   AMModelPageSettings& page = settings_.model_page;
   if (page.use_ext == 2) {
-    const QString folder = pick_folder_(this, "Select folder with map(s)", Qs(Resolved(page.ext_mdl_path)));
+    // Without a folder of its own, the picker starts in the map folder chosen last.
+    const std::string initial = page.ext_mdl_path.empty() && !settings_path_.empty()
+                                    ? LoadLastDir(settings_path_, kMapFolderKind)
+                                    : Resolved(page.ext_mdl_path);
+    const QString folder = pick_folder_(this, "Select folder with map(s)", Qs(initial));
     if (folder.isEmpty()) return;
+    if (!settings_path_.empty()) StoreLastDir(settings_path_, kMapFolderKind, Ss(folder));
     std::vector<std::string> maps;
     if (!ListMapFolder(Ss(folder), maps) || maps.empty()) {
       services_.messages->Show(std::string("Not found .exm map file(s) in folder:") + " " + Ss(folder));

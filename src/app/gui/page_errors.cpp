@@ -10,6 +10,7 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include "app/gui/comfort.h"
 #include "app/gui/err_tables.h"
 #include "app/gui/progress_dialog.h"
 #include "core/text.h"
@@ -32,8 +33,8 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   params_.out_path = link_.Resolved(params_.out_path);
 
   auto* files = new QGridLayout;
-  const AFileField in = AddFileField(files, 0, "Input UVX-file: ", "UVX file to which the errors are applied", this);
-  const AFileField out = AddFileField(files, 1, "Output UVX-File: ", "UVX file written (default: the input with _err)", this);
+  const AFileField in = AddFileField(files, 0, "Input UVX-file: ", "UVX file to which the errors are applied (path of a .uvx file)", this);
+  const AFileField out = AddFileField(files, 1, "Output UVX-File: ", "UVX file written (path of a .uvx file; default: the input with _err)", this);
   in_ = in.edit;
   out_ = out.edit;
   in_->setObjectName("inputEdit");
@@ -42,6 +43,7 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   out.browse->setObjectName("browseOutput");
   connect(in.browse, &QPushButton::clicked, this, &AMPage3::OnBrowseInput);
   connect(out.browse, &QPushButton::clicked, this, &AMPage3::OnBrowseOutput);
+  InstallFileComfort(files, in, out, services_, "PROCESS3", this, [this](const QString& f) { SetInput(Ss(f)); });
   connect(in_, &QLineEdit::editingFinished, this, [this] {
     if (Ss(in_->text().trimmed()) != params_.in_path) SetInput(Ss(in_->text().trimmed()));
   });
@@ -76,15 +78,15 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   whole_file_->setObjectName("wholeFile");
   whole_file_->setToolTip("The interval runs from the file's start time to its end");
   tg->addWidget(whole_file_, 0, 0, 1, 2);
-  const QString time_tip = "%1 of the interval: H:MM:SS or seconds from 0h of the observation date";
+  const QString time_tip = "%1 of the interval from 0h of the observation date [H:MM:SS, or s]";
   start_ = AddNumberField(tg, 1, 0, "Start: ", time_tip.arg("Start"), times);
   stop_ = AddNumberField(tg, 1, 2, "End: ", time_tip.arg("End"), times);
   segment_ = AddNumberField(tg, 2, 0, "Segment length L [s]: ",
-                            "Seconds after which the time of the error terms starts again from 0; 0: never", times);
+                            "Time after which the time of the error terms starts again from 0; 0: never [s]", times);
   step_ = AddNumberField(tg, 2, 2, "Random phase step [s]: ",
-                         "Time step of the random phase, seconds; 0: the file's time step", times);
+                         "Time step of the random phase; 0: the file's time step [s]", times);
   rng_ = AddNumberField(tg, 3, 0, "Random start value: ",
-                        "Initial value of the random generator (0 to 4294967295); empty: the clock", times);
+                        "Initial value of the random generator, 0 to 4294967295 (no unit); empty: the clock", times);
   start_->setObjectName("intervalStart");
   stop_->setObjectName("intervalEnd");
   segment_->setObjectName("segmentLength");
@@ -104,7 +106,8 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   view_ = new QTableView(this);
   view_->setObjectName("errorsTable");
   view_->setModel(table_);
-  view_->setSelectionMode(QAbstractItemView::SingleSelection);
+  view_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  InstallTableCopy(view_);
   view_->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
   view_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   connect(table_, &AMTlscErrTbl::edited, this, [this] { Store(); });
@@ -183,6 +186,7 @@ void AMPage3::SetInput(const std::string& path) {
     params_.tlscs = rows;
   }
   params_.in_path = path;
+  AddRecentFile(services_, "PROCESS3", Qs(path));
   // The output follows the input while it is empty or the name made for the previous input.
   if (params_.out_path.empty() || params_.out_path == default_output_) {
     params_.out_path = path.empty() ? std::string() : DefaultErrorsOutput(path);

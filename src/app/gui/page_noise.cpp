@@ -10,6 +10,7 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include "app/gui/comfort.h"
 #include "app/gui/err_tables.h"
 #include "app/gui/progress_dialog.h"
 #include "errors/errors_messages.h"
@@ -24,8 +25,8 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
   params_.out_path = link_.Resolved(params_.out_path);
 
   auto* files = new QGridLayout;
-  const AFileField in = AddFileField(files, 0, "Input UVX-file: ", "UVX file to which the noise is added", this);
-  const AFileField out = AddFileField(files, 1, "Output UVX-File: ", "UVX file written (default: the input with _snt)", this);
+  const AFileField in = AddFileField(files, 0, "Input UVX-file: ", "UVX file to which the noise is added (path of a .uvx file)", this);
+  const AFileField out = AddFileField(files, 1, "Output UVX-File: ", "UVX file written (path of a .uvx file; default: the input with _snt)", this);
   in_ = in.edit;
   out_ = out.edit;
   in_->setObjectName("inputEdit");
@@ -34,6 +35,7 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
   out.browse->setObjectName("browseOutput");
   connect(in.browse, &QPushButton::clicked, this, &AMPage4::OnBrowseInput);
   connect(out.browse, &QPushButton::clicked, this, &AMPage4::OnBrowseOutput);
+  InstallFileComfort(files, in, out, services_, "PROCESS4", this, [this](const QString& f) { SetInput(Ss(f)); });
   connect(in_, &QLineEdit::editingFinished, this, [this] {
     if (Ss(in_->text().trimmed()) != params_.in_path) SetInput(Ss(in_->text().trimmed()));
   });
@@ -44,8 +46,8 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
 
   auto* noise = new QGroupBox("Noise", this);
   auto* ng = new QGridLayout(noise);
-  duration_ = AddNumberField(ng, 0, 0, "Scan duration [s]: ", "Scan duration T, seconds", noise);
-  bandwidth_ = AddNumberField(ng, 0, 2, "Bandwidth [Hz]: ", "Bandwidth B, Hz", noise);
+  duration_ = AddNumberField(ng, 0, 0, "Scan duration [s]: ", "Scan duration T [s]", noise);
+  bandwidth_ = AddNumberField(ng, 0, 2, "Bandwidth [Hz]: ", "Bandwidth B [Hz]", noise);
   apply_ = new QPushButton("Apply", noise);
   apply_->setObjectName("applyButton");
   apply_->setToolTip("Copy the SEFDs of the current row (Jy) into every row of the table");
@@ -59,7 +61,7 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
   weights_->setToolTip("Set each weight to 1/sigma^2 [1/Jy^2] of the thermal noise; off keeps the weights");
   ng->addWidget(weights_, 2, 0, 1, 2);
   rng_ = AddNumberField(ng, 2, 2, "Random start value: ",
-                        "Initial value of the random generators (0 to 4294967295); empty: the clock", noise);
+                        "Initial value of the random generators, 0 to 4294967295 (no unit); empty: the clock", noise);
   duration_->setObjectName("scanDuration");
   bandwidth_->setObjectName("bandwidth");
   gaussian_->setObjectName("gaussian");
@@ -86,7 +88,8 @@ AMPage4::AMPage4(const std::string& settings_path, AMSettings& settings, const A
   view_ = new QTableView(this);
   view_->setObjectName("sefdTable");
   view_->setModel(table_);
-  view_->setSelectionMode(QAbstractItemView::SingleSelection);
+  view_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  InstallTableCopy(view_);
   view_->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
   view_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   connect(table_, &AMTlscSfdTbl::edited, this, [this] { Store(); });
@@ -162,6 +165,7 @@ void AMPage4::SetInput(const std::string& path) {
     params_.sfd.n_if = n_if;
   }
   params_.in_path = path;
+  AddRecentFile(services_, "PROCESS4", Qs(path));
   if (params_.out_path.empty() || params_.out_path == default_output_) {
     params_.out_path = path.empty() ? std::string() : DefaultNoiseOutput(path);
     default_output_ = params_.out_path;

@@ -12,6 +12,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "app/gui/comfort.h"
 #include "app/gui/fov_dialog.h"
 #include "app/gui/input_dialogs.h"
 #include "core/text.h"
@@ -109,6 +110,7 @@ AMSIMapDlg::AMSIMapDlg(const AMSIMap& map, std::vector<ASIMapRow> rows, int comp
   view_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   view_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   view_->setMinimumSize(480, 200);
+  InstallTableCopy(view_);
 
   auto* note = new QLabel(
       rows_.empty() ? QString("The input UVX file could not be read: the map keeps its %1 rows.").arg(map_.rows)

@@ -1,4 +1,4 @@
-// Shots of the main window (each page, each tab of the observation page) and of the dialogs of
+// Shots of the main window on the observation page (each of its tabs) and of the dialogs of
 // the observation page, all with the shipped example observation loaded.
 #include <QApplication>
 #include <QLineEdit>
@@ -55,9 +55,8 @@ void AddShellShots(AShotList& shots) {
   AddMain(shots, "main-vlbi-configuration.png", 1, 0);
   AddMain(shots, "main-vlbi-configuration-telescopes.png", 1, 1);
   AddMain(shots, "main-vlbi-configuration-frequency.png", 1, 2);
-  AddMain(shots, "main-source-modeling.png", 2, 0);
-  AddMain(shots, "main-errors.png", 3, 0);
-  AddMain(shots, "main-sensitivity-modeling.png", 4, 0);
+  // The other three pages are photographed with real data by AddModelShots ("model-page.png") and
+  // AddErrorsShots ("page-errors.png", "page-sensitivity-modeling.png").
 
   shots.push_back({"dialog-select-telescopes.png",
                    [](AShotContext& ctx) -> std::unique_ptr<QWidget> {
