@@ -152,7 +152,9 @@ void AMPage2::OnRun() {
   if (outcome.ok) {
     status_->setText(QString("Written %1: %2").arg(Qs(outcome.output), Qs(outcome.summary)));
   } else if (stopped || outcome.stopped) {
-    status_->setText("Stopped; nothing written.");
+    // A run into its own input has changed part of it: the summary says how much.
+    status_->setText(outcome.summary.empty() ? QString("Stopped; nothing written.")
+                                             : QString("Stopped: %1").arg(Qs(outcome.summary)));
   } else {
     services_.messages->Show(outcome.error.empty() ? std::string("No UVX file written.") : outcome.error);
     status_->setText("No UVX file written.");
