@@ -21,10 +21,10 @@ step "Task 2: source model $EX/core_jet.mdl onto the UV points"
 "$Q" model --render "$EX/core_jet.mdl" --fov 0.02 0.02 --size 256 -o "$OUT/core_jet.fits"
 
 step "Task 3: telescope errors from $EX/errors.tsv (fixed start value)"
-"$Q" errors "$OUT/3c345_mdl.uvx" --table "$EX/errors.tsv" --seed 2026 -o "$OUT/3c345_err.uvx" 2>/dev/null
+"$Q" errors "$OUT/3c345_mdl.uvx" --table "$EX/errors.tsv" --random-start 2026 -o "$OUT/3c345_err.uvx" 2>/dev/null
 
 step "Task 4: thermal noise from $EX/sefd.tsv, 60 s scans, 8 MHz"
-"$Q" noise "$OUT/3c345_err.uvx" --sefd "$EX/sefd.tsv" --duration 60 --bandwidth 8e6 --seed 2026 \
+"$Q" noise "$OUT/3c345_err.uvx" --sefd "$EX/sefd.tsv" --duration 60 --bandwidth 8e6 --random-start 2026 \
   -o "$OUT/3c345_snt.uvx" 2>/dev/null
 "$Q" info "$OUT/3c345_snt.uvx" | tail -n 3
 

@@ -82,8 +82,8 @@ sed 's/\t0\t0\t0\t0\t0\t0\t0$/\t5\t0.5\t10\t1e-4\t2e-9\t0\t0/' "$c/errors_table/
 sed 's/\t0\t0$/\t300\t250/' "$c/sefd_table/template.tsv" >"$tmp/sefd.tsv"
 cp data/examples/errors.tsv "$c/errors_table/example.tsv"
 cp data/examples/sefd.tsv "$c/sefd_table/example.tsv"
-"$q" errors "$tmp/tiny_mdl.uvx" --table "$tmp/errors.tsv" --seed 1 -o "$tmp/tiny_err.uvx" >/dev/null
-"$q" noise "$tmp/tiny_err.uvx" --sefd "$tmp/sefd.tsv" --duration 30 --bandwidth 8e6 --seed 1 \
+"$q" errors "$tmp/tiny_mdl.uvx" --table "$tmp/errors.tsv" --random-start 1 -o "$tmp/tiny_err.uvx" >/dev/null
+"$q" noise "$tmp/tiny_err.uvx" --sefd "$tmp/sefd.tsv" --duration 30 --bandwidth 8e6 --random-start 1 \
   -o "$tmp/tiny_snt.uvx" >/dev/null
 "$q" export "$tmp/tiny_snt.uvx" -o "$c/uvfits_import/tiny.uvfits" >/dev/null
 "$q" export "$tmp/tiny_mdl.uvx" -o "$c/uvfits_import/tiny_date.uvfits" --frame date >/dev/null

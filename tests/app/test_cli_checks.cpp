@@ -122,7 +122,7 @@ TEST(CliChecks, TablesSettingsAndFilesThatDoNotMatch) {
     std::vector<std::string> said;
     std::string absent;  // an output that must not exist afterwards
   } cases[] = {
-      {"errors " + Q(uvx) + " --table " + Q(dir.File("e.tsv")) + " --seed 1 -o " + Q(dir.File("e.uvx")), 0,
+      {"errors " + Q(uvx) + " --table " + Q(dir.File("e.tsv")) + " --random-start 1 -o " + Q(dir.File("e.uvx")), 0,
        {"warning: " + dir.File("e.tsv") + ": row 1 (ID 2) \"MK\": the file's AN table names ID 2 \"EF\"",
         "1 of 1 baselines have a telescope without a row (ID 1)"},
        ""},

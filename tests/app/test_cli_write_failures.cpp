@@ -168,8 +168,8 @@ TEST_F(WriteFailures, EveryWriterLeavesNothingWhenAWriteFailsMidway) {
   const std::vector<Command> commands = {
       {"configure", [&](const std::string& o) { return std::vector<std::string>{"configure", In("tiny.json"), "-o", o + "/t.uvx"}; }, "t.uvx", ""},
       {"model", [&](const std::string& o) { return std::vector<std::string>{"model", In("tiny.uvx"), "-m", In("core_jet.mdl"), "-o", o + "/m.uvx"}; }, "m.uvx", ""},
-      {"errors", [&](const std::string& o) { return std::vector<std::string>{"errors", In("model.uvx"), "--table", In("errors.tsv"), "--seed", "1", "-o", o + "/e.uvx"}; }, "e.uvx", ""},
-      {"noise", [&](const std::string& o) { return std::vector<std::string>{"noise", In("model.uvx"), "--sefd", In("sefd.tsv"), "--duration", "10", "--bandwidth", "8e6", "--seed", "1", "-o", o + "/n.uvx"}; }, "n.uvx", ""},
+      {"errors", [&](const std::string& o) { return std::vector<std::string>{"errors", In("model.uvx"), "--table", In("errors.tsv"), "--random-start", "1", "-o", o + "/e.uvx"}; }, "e.uvx", ""},
+      {"noise", [&](const std::string& o) { return std::vector<std::string>{"noise", In("model.uvx"), "--sefd", In("sefd.tsv"), "--duration", "10", "--bandwidth", "8e6", "--random-start", "1", "-o", o + "/n.uvx"}; }, "n.uvx", ""},
       {"export", [&](const std::string& o) { return std::vector<std::string>{"export", In("model.uvx"), "-o", o + "/x.uvfits"}; }, "x.uvfits", ""},
       {"export ms", [&](const std::string& o) { return std::vector<std::string>{"export", In("model.uvx"), "-o", o + "/x.ms"}; }, "x.ms", ""},
       {"import", [&](const std::string& o) { return std::vector<std::string>{"import", In("model.uvfits"), "-o", o + "/i.uvx"}; }, "i.uvx", ""},

@@ -74,18 +74,18 @@ TEST(ErrorsCommand, TemplateRunRepeatAndJson) {
   WriteErrorsTable(table, list);
   WriteAllBytes(dir.File("e.tsv"), table.str());
 
-  const CommandResult a = RunQvl(dir, "errors " + Q(in) + " --table " + Q(dir.File("e.tsv")) + " --seed 5 --json");
+  const CommandResult a = RunQvl(dir, "errors " + Q(in) + " --table " + Q(dir.File("e.tsv")) + " --random-start 5 --json");
   ASSERT_EQ(a.status, 0) << a.err;
   const auto j = nlohmann::json::parse(a.out);
   EXPECT_EQ(j["rng_start"], 5);
   EXPECT_EQ(j["groups"], 90);
   EXPECT_EQ(j["output"], dir.File("obs_err.uvx"));
-  EXPECT_NE(a.err.find("random start value 5 (--seed 5 repeats this run)"), std::string::npos) << a.err;
+  EXPECT_NE(a.err.find("random start value 5 (--random-start 5 repeats this run)"), std::string::npos) << a.err;
   const std::string first = ReadAll(dir.File("obs_err.uvx"));
   EXPECT_NE(first, ReadAll(in));
 
   const CommandResult b = RunQvl(dir, "errors " + Q(in) + " -o " + Q(dir.File("b.uvx")) + " --table " +
-                                       Q(dir.File("e.tsv")) + " --seed 5 --interval 1:00:00 3630");
+                                       Q(dir.File("e.tsv")) + " --random-start 5 --interval 1:00:00 3630");
   ASSERT_EQ(b.status, 0) << b.err;
   EXPECT_NE(b.out.find("Written:"), std::string::npos);
   // Same start value, a narrower interval: records after 3630 s are untouched.
@@ -95,7 +95,7 @@ TEST(ErrorsCommand, TemplateRunRepeatAndJson) {
   for (std::size_t g = 0; g < narrow.groups.size(); ++g)
     if (narrow.groups[g].time > 30.0) { ASSERT_TRUE(SameBytes(narrow.vis[g], orig.vis[g])) << g; }
   const CommandResult c = RunQvl(dir, "errors " + Q(in) + " -o " + Q(dir.File("c.uvx")) + " --table " +
-                                       Q(dir.File("e.tsv")) + " --seed 5");
+                                       Q(dir.File("e.tsv")) + " --random-start 5");
   ASSERT_EQ(c.status, 0) << c.err;
   EXPECT_EQ(ReadAll(dir.File("c.uvx")), first);
 }
@@ -150,7 +150,7 @@ TEST(NoiseCommand, TemplateRunsAndRefusals) {
   WriteAllBytes(dir.File("s.tsv"), table.str());
 
   const std::string common = "noise " + Q(in) + " --sefd " + Q(dir.File("s.tsv")) + " --duration 60 --bandwidth 16e6";
-  const CommandResult a = RunQvl(dir, common + " --seed 11 --json");
+  const CommandResult a = RunQvl(dir, common + " --random-start 11 --json");
   ASSERT_EQ(a.status, 0) << a.err;
   const auto j = nlohmann::json::parse(a.out);
   EXPECT_EQ(j["rng_start"], 11);
@@ -164,7 +164,7 @@ TEST(NoiseCommand, TemplateRunsAndRefusals) {
     const double dim = noisy.vis[0].entries[e].im - orig.vis[0].entries[e].im;
     EXPECT_NEAR(std::hypot(dre, dim), 0.0323, 1e-4) << e;
   }
-  const CommandResult g = RunQvl(dir, common + " -o " + Q(dir.File("g.uvx")) + " --gaussian --efficiency 0.9 --seed 11 --json");
+  const CommandResult g = RunQvl(dir, common + " -o " + Q(dir.File("g.uvx")) + " --gaussian --efficiency 0.9 --random-start 11 --json");
   ASSERT_EQ(g.status, 0) << g.err;
   EXPECT_EQ(nlohmann::json::parse(g.out)["model"], "gaussian");
 
@@ -208,11 +208,11 @@ TEST(ShippedTables, FitTheExampleObservation) {
     EXPECT_EQ(sefd[k].name, want[k].name);
     EXPECT_EQ(sefd[k].id, want[k].id);
   }
-  const CommandResult e = RunQvl(dir, "errors " + Q(uvx) + " --table " + Q(data + "/examples/errors.tsv") + " --seed 1 --json");
+  const CommandResult e = RunQvl(dir, "errors " + Q(uvx) + " --table " + Q(data + "/examples/errors.tsv") + " --random-start 1 --json");
   ASSERT_EQ(e.status, 0) << e.err;
   EXPECT_EQ(nlohmann::json::parse(e.out)["unchanged_missing_telescope"], 0);
   const CommandResult n = RunQvl(dir, "noise " + Q(dir.File("ex_err.uvx")) + " --sefd " + Q(data + "/examples/sefd.tsv") +
-                                       " --duration 60 --bandwidth 8e6 --seed 1 --json");
+                                       " --duration 60 --bandwidth 8e6 --random-start 1 --json");
   ASSERT_EQ(n.status, 0) << n.err;
   EXPECT_EQ(nlohmann::json::parse(n.out)["unchanged_missing_telescope"], 0);
   EXPECT_TRUE(std::filesystem::exists(dir.File("ex_err_snt.uvx")));

@@ -143,7 +143,7 @@ class TestErrorsPages : public QObject {
     }();
     QString err;
     QCOMPARE(RunCli({"errors", Q(uvx_), "-o", Q(folder_.File("cli_err.uvx")), "--table", Q(folder_.File("errors.tsv")),
-                     "--interval", "13:30:00", "16:00:00", "--segment", "1800", "--seed", "2026"},
+                     "--interval", "13:30:00", "16:00:00", "--segment", "1800", "--random-start", "2026"},
                     &err),
              0);
     QCOMPARE(FirstDifference(gui, folder_.File("cli_err.uvx")), -1LL);
@@ -184,7 +184,7 @@ class TestErrorsPages : public QObject {
     std::ofstream(folder_.File("sefd.tsv")) << s.str();
     QString err;
     QCOMPARE(RunCli({"noise", Q(uvx_), "-o", Q(folder_.File("cli_snt.uvx")), "--sefd", Q(folder_.File("sefd.tsv")),
-                     "--duration", "60", "--bandwidth", "8e6", "--seed", "7", "--weights"},
+                     "--duration", "60", "--bandwidth", "8e6", "--random-start", "7", "--weights"},
                     &err),
              0);
     QCOMPARE(FirstDifference(gui, folder_.File("cli_snt.uvx")), -1LL);

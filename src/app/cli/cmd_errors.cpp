@@ -127,7 +127,8 @@ void AddErrorsCommand(CLI::App& app, CliContext& ctx) {
       ->check(CLI::NonNegativeNumber);
   cmd->add_option("--step", args->step_s, "Time step of the random phase, s (default: the file's time step)")
       ->check(CLI::NonNegativeNumber);
-  args->start_option = cmd->add_option("--seed", args->start_value, "Start value of the random generator (default: tick count)")
+  // The second name is the one earlier scripts use.
+  args->start_option = cmd->add_option("--random-start,--seed", args->start_value, "Start value of the random generator (default: tick count)")
                            ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{4294967295u}));
   cmd->add_flag("--no-phase", args->no_phase, "Leave the phases alone (amplitude errors only)");
   cmd->add_flag("--no-amplitude", args->no_amplitude, "Leave the amplitudes alone (phase errors only)");

@@ -121,7 +121,8 @@ void AddNoiseCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--template", args->template_of, "Print an SEFD table for the telescopes and IFs of this UVX file");
   args->duration_option = cmd->add_option("--duration", args->duration_s, "Scan duration T, s")->check(CLI::PositiveNumber);
   args->bandwidth_option = cmd->add_option("--bandwidth", args->bandwidth_hz, "Bandwidth B, Hz")->check(CLI::PositiveNumber);
-  args->start_option = cmd->add_option("--seed", args->start_value, "Start value of the random generators (default: tick count)")
+  // The second name is the one earlier scripts use.
+  args->start_option = cmd->add_option("--random-start,--seed", args->start_value, "Start value of the random generators (default: tick count)")
                            ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{4294967295u}));
   cmd->add_flag("--weights", args->weights,
                 "Set each visibility's weight to 1/sigma^2 from the SEFDs, bandwidth and duration (default: keep the "

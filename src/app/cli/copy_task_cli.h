@@ -34,7 +34,7 @@ int RunCopyTaskOnTerminal(const char* me, Run&& run, CopyTaskRun& out) {
     ok = run(&progress, &stop, messages, &error, &out.start_used, &out.stats);
   }
   out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  std::fprintf(stderr, "%s: random start value %u (--seed %u repeats this run)\n", me, out.start_used, out.start_used);
+  std::fprintf(stderr, "%s: random start value %u (--random-start %u repeats this run)\n", me, out.start_used, out.start_used);
   if (ok) return 0;
   std::fprintf(stderr, "%s: %s\n", me, error.c_str());
   return StopRequested(&stop) ? 130 : 1;
