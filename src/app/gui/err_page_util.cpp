@@ -98,3 +98,28 @@ QString OutcomeText(const ATaskOutcome& o) {
   if (o.stopped) return "Stopped; nothing written.";
   return "No UVX file written.";
 }
+
+void AddUvxFileRows(QGridLayout* grid, const QString& in_tip, const QString& out_tip, const AGuiServices& services,
+                    const QString& page, QWidget* parent, const AUvxFileRows& rows, QLineEdit** in_edit,
+                    QLineEdit** out_edit) {
+  const AFileField in = AddFileField(grid, 0, "Input UVX-file: ", in_tip, parent);
+  const AFileField out = AddFileField(grid, 1, "Output UVX-File: ", out_tip, parent);
+  in.edit->setObjectName("inputEdit");
+  out.edit->setObjectName("outputEdit");
+  in.browse->setObjectName("browseInput");
+  out.browse->setObjectName("browseOutput");
+  QObject::connect(in.browse, &QPushButton::clicked, parent, rows.browse_input);
+  QObject::connect(out.browse, &QPushButton::clicked, parent, rows.browse_output);
+  InstallFileComfort(grid, in, out, services, page, parent,
+                     [set = rows.set_input](const QString& f) { set(f.toStdString()); });
+  QLineEdit* in_field = in.edit;
+  QLineEdit* out_field = out.edit;
+  QObject::connect(in_field, &QLineEdit::editingFinished, parent, [in_field, rows] {
+    const std::string typed = in_field->text().trimmed().toStdString();
+    if (typed != rows.current_input()) rows.set_input(typed);
+  });
+  QObject::connect(out_field, &QLineEdit::editingFinished, parent,
+                   [out_field, rows] { rows.set_output(out_field->text().trimmed().toStdString()); });
+  *in_edit = in_field;
+  *out_edit = out_field;
+}

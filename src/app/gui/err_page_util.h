@@ -57,6 +57,19 @@ AFileField AddFileField(QGridLayout* grid, int row, const QString& label, const 
 // ("PROCESS3", "PROCESS4"); choosing one calls `open_input`.
 void InstallFileComfort(QGridLayout* grid, const AFileField& in, const AFileField& out, const AGuiServices& services,
                         const QString& page, QWidget* parent, std::function<void(const QString&)> open_input);
+// The input and output rows of a task page (rows 0 and 1 of `grid`) with their object names
+// ("inputEdit", "outputEdit", "browseInput", "browseOutput"), comforts (InstallFileComfort for
+// `page`) and actions: the Browse buttons call `browse_input` / `browse_output`; an input typed
+// and left, dropped or chosen from the recent files calls `set_input` with the path when it
+// changed; an output typed and left calls `set_output`.
+struct AUvxFileRows {
+  std::function<std::string()> current_input;
+  std::function<void(const std::string&)> set_input, set_output;
+  std::function<void()> browse_input, browse_output;
+};
+void AddUvxFileRows(QGridLayout* grid, const QString& in_tip, const QString& out_tip, const AGuiServices& services,
+                    const QString& page, QWidget* parent, const AUvxFileRows& rows, QLineEdit** in_edit,
+                    QLineEdit** out_edit);
 // "label [number]" at (row, column pair); the tool tip names the unit.
 QLineEdit* AddNumberField(QGridLayout* grid, int row, int column, const QString& label, const QString& tip,
                           QWidget* parent);

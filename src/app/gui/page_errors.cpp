@@ -33,24 +33,18 @@ AMPage3::AMPage3(const std::string& settings_path, AMSettings& settings, const A
   params_.out_path = link_.Resolved(params_.out_path);
 
   auto* files = new QGridLayout;
-  const AFileField in = AddFileField(files, 0, "Input UVX-file: ", "UVX file to which the errors are applied (path of a .uvx file)", this);
-  const AFileField out = AddFileField(files, 1, "Output UVX-File: ", "UVX file written (path of a .uvx file; default: the input with _err)", this);
-  in_ = in.edit;
-  out_ = out.edit;
-  in_->setObjectName("inputEdit");
-  out_->setObjectName("outputEdit");
-  in.browse->setObjectName("browseInput");
-  out.browse->setObjectName("browseOutput");
-  connect(in.browse, &QPushButton::clicked, this, &AMPage3::OnBrowseInput);
-  connect(out.browse, &QPushButton::clicked, this, &AMPage3::OnBrowseOutput);
-  InstallFileComfort(files, in, out, services_, "PROCESS3", this, [this](const QString& f) { SetInput(Ss(f)); });
-  connect(in_, &QLineEdit::editingFinished, this, [this] {
-    if (Ss(in_->text().trimmed()) != params_.in_path) SetInput(Ss(in_->text().trimmed()));
-  });
-  connect(out_, &QLineEdit::editingFinished, this, [this] {
-    params_.out_path = Ss(out_->text().trimmed());
+  AUvxFileRows rows;
+  rows.current_input = [this] { return params_.in_path; };
+  rows.set_input = [this](const std::string& path) { SetInput(path); };
+  rows.set_output = [this](const std::string& path) {
+    params_.out_path = path;
     Store();
-  });
+  };
+  rows.browse_input = [this] { OnBrowseInput(); };
+  rows.browse_output = [this] { OnBrowseOutput(); };
+  AddUvxFileRows(files, "UVX file to which the errors are applied (path of a .uvx file)",
+                 "UVX file written (path of a .uvx file; default: the input with _err)", services_, "PROCESS3", this, rows,
+                 &in_, &out_);
 
   auto* types = new QGroupBox("Errors type", this);
   use_phase_ = new QCheckBox("Phase errors", types);
